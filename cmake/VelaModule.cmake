@@ -1,0 +1,30 @@
+# One static library per subsystem folder; every .cpp in the folder belongs to it.
+function(vela_module name)
+  cmake_parse_arguments(M "" "" "DEPS;PRIVATE_DEPS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp")
+  if(sources)
+    add_library(vela_${name} STATIC ${sources})
+    target_include_directories(vela_${name} PUBLIC "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/include")
+    target_link_libraries(vela_${name} PUBLIC ${M_DEPS} PRIVATE ${M_PRIVATE_DEPS})
+  else()
+    add_library(vela_${name} INTERFACE)
+    target_include_directories(vela_${name} INTERFACE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/include")
+    target_link_libraries(vela_${name} INTERFACE ${M_DEPS})
+  endif()
+endfunction()
+
+# A test executable per folder of tests/, run by CTest case by case.
+function(vela_tests name)
+  cmake_parse_arguments(T "" "" "DEPS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp")
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(test_${name} ${sources})
+  target_link_libraries(test_${name} PRIVATE ${T_DEPS} GTest::gtest GTest::gtest_main GTest::gmock)
+  target_include_directories(test_${name} PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}")
+  target_compile_definitions(test_${name} PRIVATE
+    VELA_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    VELA_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()
