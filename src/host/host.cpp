@@ -1,13 +1,257 @@
 #include "host/host.h"
 
+#include <SDL.h>
+
+#include <chrono>
 #include <cstdlib>
+#include <deque>
+#include <vector>
 
 namespace vela {
+
+namespace {
+
+struct HostState {
+  bool open = false;
+  bool headless = true;
+  std::vector<uint32_t> frame;
+  int width = 0;
+  int height = 0;
+  SDL_Window* window = nullptr;
+  SDL_Renderer* renderer = nullptr;
+  SDL_Texture* texture = nullptr;
+  std::deque<HostEvent> queue;
+  bool virtualClock = false;
+  int64_t clock = 0;
+};
+
+HostState g_host;
+
+void ResizeFrame(int w, int h) {
+  g_host.width = w;
+  g_host.height = h;
+  g_host.frame.assign(static_cast<size_t>(w) * h, 0xFF000000u);
+}
+
+bool MakeTexture(std::string* error) {
+  if (g_host.texture) SDL_DestroyTexture(g_host.texture);
+  g_host.texture = SDL_CreateTexture(g_host.renderer, SDL_PIXELFORMAT_ARGB8888,
+                                     SDL_TEXTUREACCESS_STREAMING, g_host.width, g_host.height);
+  if (!g_host.texture) {
+    if (error) *error = SDL_GetError();
+    return false;
+  }
+  SDL_SetTextureBlendMode(g_host.texture, SDL_BLENDMODE_NONE);
+  return true;
+}
+
+uint32_t Qualifiers(uint16_t mod) {
+  uint32_t q = 0;
+  if (mod & KMOD_SHIFT) q |= kQualShift;
+  if (mod & KMOD_CTRL) q |= kQualControl;
+  if (mod & KMOD_ALT) q |= kQualAlt;
+  return q;
+}
+
+int HostButtonOf(uint8_t b) {
+  switch (b) {
+    case SDL_BUTTON_LEFT: return kButtonLeft;
+    case SDL_BUTTON_RIGHT: return kButtonRight;
+    case SDL_BUTTON_MIDDLE: return kButtonMiddle;
+    default: return 0;
+  }
+}
+
+// Translates one SDL event; false when it means nothing to the program.
+bool Translate(const SDL_Event& e, HostEvent* out) {
+  HostEvent ev;
+  switch (e.type) {
+    case SDL_QUIT:
+      ev.type = HostEventType::Quit;
+      break;
+    case SDL_WINDOWEVENT:
+      if (e.window.event == SDL_WINDOWEVENT_SIZE_CHANGED) {
+        ResizeFrame(e.window.data1, e.window.data2);
+        if (!MakeTexture(nullptr)) return false;
+        ev.type = HostEventType::Resize;
+      } else if (e.window.event == SDL_WINDOWEVENT_EXPOSED) {
+        ev.type = HostEventType::Expose;
+      } else {
+        return false;
+      }
+      break;
+    case SDL_MOUSEMOTION:
+      ev.type = HostEventType::Move;
+      ev.x = e.motion.x;
+      ev.y = e.motion.y;
+      break;
+    case SDL_MOUSEBUTTONDOWN:
+    case SDL_MOUSEBUTTONUP:
+      ev.type = e.type == SDL_MOUSEBUTTONDOWN ? HostEventType::ButtonDown : HostEventType::ButtonUp;
+      ev.button = HostButtonOf(e.button.button);
+      ev.x = e.button.x;
+      ev.y = e.button.y;
+      if (!ev.button) return false;
+      break;
+    case SDL_MOUSEWHEEL:
+      ev.type = HostEventType::Wheel;
+      ev.wheelY = e.wheel.y;
+      break;
+    case SDL_DROPFILE:
+      ev.type = HostEventType::Drop;
+      ev.path = e.drop.file ? e.drop.file : "";
+      SDL_free(e.drop.file);
+      break;
+    default:
+      return false;
+  }
+  ev.qualifiers = Qualifiers(SDL_GetModState());
+  *out = ev;
+  return true;
+}
+
+}  // namespace
 
 bool HostHasDisplay() {
   const char* x = std::getenv("DISPLAY");
   const char* w = std::getenv("WAYLAND_DISPLAY");
   return (x && *x) || (w && *w);
 }
+
+bool HostOpen(const HostConfig& config, std::string* error) {
+  if (g_host.open) return true;
+  g_host.headless = config.headless || !HostHasDisplay();
+  if (g_host.headless) {
+    if (config.width < 1 || config.height < 1) {
+      if (error) *error = "bad screen size";
+      return false;
+    }
+    ResizeFrame(config.width, config.height);
+    g_host.open = true;
+    return true;
+  }
+  if (SDL_Init(SDL_INIT_VIDEO | SDL_INIT_TIMER) != 0) {
+    if (error) *error = SDL_GetError();
+    return false;
+  }
+  SDL_EventState(SDL_DROPFILE, SDL_ENABLE);
+  g_host.window = SDL_CreateWindow(config.title.c_str(), SDL_WINDOWPOS_UNDEFINED,
+                                   SDL_WINDOWPOS_UNDEFINED, config.width, config.height,
+                                   SDL_WINDOW_RESIZABLE | SDL_WINDOW_MAXIMIZED);
+  if (g_host.window)
+    g_host.renderer = SDL_CreateRenderer(g_host.window, -1, 0);
+  if (!g_host.window || !g_host.renderer) {
+    if (error) *error = SDL_GetError();
+    HostClose();
+    return false;
+  }
+  int w = 0, h = 0;
+  SDL_GetWindowSize(g_host.window, &w, &h);
+  ResizeFrame(w, h);
+  if (!MakeTexture(error)) {
+    HostClose();
+    return false;
+  }
+  g_host.open = true;
+  HostPresent(0, 0, w, h);
+  return true;
+}
+
+void HostClose() {
+  if (g_host.texture) SDL_DestroyTexture(g_host.texture);
+  if (g_host.renderer) SDL_DestroyRenderer(g_host.renderer);
+  if (g_host.window) SDL_DestroyWindow(g_host.window);
+  if (!g_host.headless) SDL_Quit();
+  g_host.texture = nullptr;
+  g_host.renderer = nullptr;
+  g_host.window = nullptr;
+  g_host.frame.clear();
+  g_host.frame.shrink_to_fit();
+  g_host.queue.clear();
+  g_host.width = g_host.height = 0;
+  g_host.open = false;
+}
+
+bool HostIsOpen() { return g_host.open; }
+bool HostHeadless() { return g_host.headless; }
+
+HostScreen HostFramebuffer() {
+  HostScreen s;
+  s.width = g_host.width;
+  s.height = g_host.height;
+  s.stride = g_host.width;
+  s.pixels = g_host.frame.empty() ? nullptr : g_host.frame.data();
+  return s;
+}
+
+void HostPresent(int x, int y, int w, int h) {
+  if (!g_host.open || g_host.headless || !g_host.texture) return;
+  if (x < 0) { w += x; x = 0; }
+  if (y < 0) { h += y; y = 0; }
+  if (x + w > g_host.width) w = g_host.width - x;
+  if (y + h > g_host.height) h = g_host.height - y;
+  if (w <= 0 || h <= 0) return;
+  SDL_Rect r{x, y, w, h};
+  SDL_UpdateTexture(g_host.texture, &r, g_host.frame.data() + static_cast<size_t>(y) * g_host.width + x,
+                    g_host.width * 4);
+  SDL_RenderCopy(g_host.renderer, g_host.texture, nullptr, nullptr);
+  SDL_RenderPresent(g_host.renderer);
+}
+
+bool HostIconic() {
+  if (!g_host.window) return false;
+  return (SDL_GetWindowFlags(g_host.window) & SDL_WINDOW_MINIMIZED) != 0;
+}
+
+void HostDesktopSize(int* width, int* height) {
+  *width = g_host.width;
+  *height = g_host.height;
+  if (g_host.window) {
+    SDL_DisplayMode mode;
+    if (SDL_GetDesktopDisplayMode(SDL_GetWindowDisplayIndex(g_host.window), &mode) == 0) {
+      *width = mode.w;
+      *height = mode.h;
+    }
+  }
+}
+
+bool HostPollEvent(HostEvent* event) {
+  if (!g_host.queue.empty()) {
+    *event = std::move(g_host.queue.front());
+    g_host.queue.pop_front();
+    return true;
+  }
+  if (g_host.headless) return false;
+  SDL_Event e;
+  while (SDL_PollEvent(&e))
+    if (Translate(e, event)) return true;
+  return false;
+}
+
+bool HostWaitEvent(int timeoutMs) {
+  if (!g_host.queue.empty()) return true;
+  if (g_host.headless) return false;
+  SDL_Event e;
+  int got = timeoutMs < 0 ? SDL_WaitEvent(&e) : SDL_WaitEventTimeout(&e, timeoutMs);
+  if (!got) return false;
+  HostEvent ev;
+  if (Translate(e, &ev)) g_host.queue.push_back(std::move(ev));
+  return true;
+}
+
+void HostPushEvent(const HostEvent& event) { g_host.queue.push_back(event); }
+
+int64_t HostMilliseconds() {
+  if (g_host.virtualClock) return g_host.clock;
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+void HostSetVirtualClock(bool on) {
+  g_host.virtualClock = on;
+  g_host.clock = 0;
+}
+
+void HostAdvanceClock(int64_t ms) { g_host.clock += ms; }
 
 }  // namespace vela

@@ -22,6 +22,35 @@ struct HostScreen {
   uint32_t* pixels = nullptr;
 };
 
+enum class HostEventType {
+  None,
+  Quit,     // the window was closed
+  Expose,   // the window needs its picture again
+  Resize,   // the client area changed size; the framebuffer has the new size
+  Move,
+  ButtonDown,
+  ButtonUp,
+  Wheel,
+  KeyDown,
+  KeyUp,
+  Text,
+  Drop,
+};
+
+enum HostButton : int { kButtonLeft = 1, kButtonMiddle = 2, kButtonRight = 3 };
+enum HostQualifier : uint32_t { kQualShift = 2, kQualControl = 4, kQualAlt = 8 };
+
+struct HostEvent {
+  HostEventType type = HostEventType::None;
+  int x = 0, y = 0;  // window pixels
+  int button = 0;    // HostButton
+  int key = 0;       // host key number (virtual-key numbering)
+  int character = 0; // CP1252
+  int wheelY = 0;    // notches, up positive
+  uint32_t qualifiers = 0;
+  std::string path;  // Drop
+};
+
 bool HostHasDisplay();  // DISPLAY or WAYLAND_DISPLAY is set
 bool HostOpen(const HostConfig& config, std::string* error);
 void HostClose();
@@ -31,7 +60,19 @@ HostScreen HostFramebuffer();
 // Makes a rectangle of the framebuffer visible in the window (no-op headless).
 void HostPresent(int x, int y, int w, int h);
 bool HostIconic();
-void HostSize(int* displayWidth, int* displayHeight);
+void HostDesktopSize(int* width, int* height);
+
+// Never blocks; false when nothing is queued.
+bool HostPollEvent(HostEvent* event);
+// Blocks up to timeoutMs (negative: no limit) until an event is queued; false on time-out.
+bool HostWaitEvent(int timeoutMs);
+// Queues an event as if the host had sent it (headless input, tests).
+void HostPushEvent(const HostEvent& event);
+
+// Milliseconds of the host clock; headless runs may drive it by hand for reproducibility.
+int64_t HostMilliseconds();
+void HostSetVirtualClock(bool on);
+void HostAdvanceClock(int64_t ms);
 
 // Writes 32-bit pixels (bytes blue, green, red, alpha) as a PNG, through a temporary file that is
 // renamed over the target. With alpha false the alpha byte is dropped.
