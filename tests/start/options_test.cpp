@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include "start/command_line.h"
+#include "start/options.h"
+#include "start/run_paths.h"
+
+namespace vela {
+namespace {
+
+TEST(FindOption, MatchesNameAtStartOfArgumentAnyCase) {
+  const char* argv[] = {"CONFIG=skipped", "pagewidth=800", "NOGAUGE", "config=mine"};
+  EXPECT_STREQ(FindOption(4, argv, "PageWidth"), "800");
+  EXPECT_STREQ(FindOption(4, argv, "NOGAUGE"), "");
+  // argv[0] is the program, never an option.
+  EXPECT_STREQ(FindOption(4, argv, "CONFIG"), "mine");
+  EXPECT_EQ(FindOption(4, argv, "Image"), nullptr);
+}
+
+TEST(FindOption, LongerNamesAreNotTakenByTheirPrefix) {
+  const char* argv[] = {"vela", "CONFIGREXX=cmds.vec", "ScreenOffsetX=5"};
+  EXPECT_EQ(FindOption(3, argv, "CONFIG"), nullptr);
+  EXPECT_EQ(FindOption(3, argv, "Screen"), nullptr);
+  EXPECT_STREQ(FindOption(3, argv, "CONFIGREXX"), "cmds.vec");
+  EXPECT_STREQ(FindOption(3, argv, "ScreenOffsetX"), "5");
+}
+
+TEST(ParseOptions, SetsPathsAndSwitches) {
+  Options() = RunOptions{};
+  Paths() = RunPaths{};
+  const char* argv[] = {"vela", "CONFIG=studio", "UNDO=no", "Image=/p/a.vel", "Swap=/p/b.png",
+                        "PageWidth=320", "PageHeight=200", "NOERASEALERT", "CustomBrush=0"};
+  ParseOptions(9, argv);
+  EXPECT_EQ(Paths().configName, "studio");
+  EXPECT_EQ(Paths().projectPath, "/p/a.vel");
+  EXPECT_EQ(Paths().sparePath, "/p/b.png");
+  EXPECT_EQ(Options().undoMode, 2);
+  EXPECT_EQ(Options().pageWidth, 320);
+  EXPECT_EQ(Options().pageHeight, 200);
+  EXPECT_EQ(Options().noEraseAlert, 1);
+  EXPECT_EQ(Options().customBrush, 0);  // zero leaves the limit alone
+
+  const char* argv2[] = {"vela", "UNDO=Auto"};
+  ParseOptions(2, argv2);
+  EXPECT_EQ(Options().undoMode, 0);
+}
+
+TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
+  const char* argv[] = {"vela", "--headless", "--size", "320x200", "CONFIG=x", "--screenshot",
+                        "s.png", "--home", "/h", "my project.vel"};
+  CommandLine cl;
+  std::string err;
+  ASSERT_TRUE(ParseCommandLine(10, argv, {}, &cl, &err)) << err;
+  EXPECT_TRUE(cl.headless);
+  EXPECT_EQ(cl.width, 320);
+  EXPECT_EQ(cl.height, 200);
+  EXPECT_EQ(cl.options, std::vector<std::string>{"CONFIG=x"});
+  EXPECT_EQ(cl.screenshot, "s.png");
+  EXPECT_EQ(cl.home, "/h");
+  EXPECT_EQ(cl.path, "my project.vel");
+}
+
+TEST(CommandLine, RefusesWhatItCannotUse) {
+  const std::vector<std::vector<const char*>> bad = {
+      {"vela", "--bogus"},        {"vela", "--size", "0x5"},     {"vela", "--size", "12"},
+      {"vela", "--size", "9x9x"}, {"vela", "--screenshot"},      {"vela", "a", "b"},
+      {"vela", "Colour=red"},     {"vela", "--script", "f.vcmd"}, {"vela", "--ini", ""}};
+  for (const auto& words : bad) {
+    CommandLine cl;
+    std::string err;
+    EXPECT_FALSE(ParseCommandLine(static_cast<int>(words.size()), words.data(), {}, &cl, &err))
+        << words[1];
+    EXPECT_FALSE(err.empty());
+  }
+  // A flag exists only where its machinery does.
+  CommandLineFeatures withScript;
+  withScript.script = true;
+  const char* argv[] = {"vela", "--script", "-"};
+  CommandLine cl;
+  std::string err;
+  EXPECT_TRUE(ParseCommandLine(3, argv, withScript, &cl, &err));
+  EXPECT_EQ(cl.script, "-");
+}
+
+}  // namespace
+}  // namespace vela
