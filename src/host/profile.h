@@ -3,6 +3,10 @@
 // any lines it does not understand are kept. Not the configuration store.
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <string_view>
+
 namespace vela {
 
 // Copies the value (or default) into dest, cut to capacity - 1 characters and terminated.
@@ -16,5 +20,15 @@ int GetPrivateProfileInt(const char* section, const char* key, int def, const ch
 // cannot be written.
 bool WritePrivateProfileString(const char* section, const char* key, const char* value,
                                const char* file);
+
+// $XDG_CONFIG_HOME/vela/Vela.INI, else ~/.config/vela/Vela.INI; an existing file whose name
+// differs only in case is taken instead.
+std::string DefaultIniPath();
+
+// Reads a whole file of at most limit bytes; false if it cannot be read or is larger.
+bool ReadWholeFile(const char* path, size_t limit, std::string* out);
+// Writes a temporary file in the target's folder and renames it over the target, so the old
+// file stays whole if anything fails. Missing folders are made.
+bool WriteFileAtomic(const char* path, std::string_view data);
 
 }  // namespace vela
