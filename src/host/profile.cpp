@@ -139,7 +139,7 @@ struct IniFile {
 
 int CopyOut(std::string_view s, char* dest, int capacity) {
   size_t n = std::min(s.size(), static_cast<size_t>(capacity - 1));
-  std::memmove(dest, s.data(), n);
+  if (n > 0) std::memmove(dest, s.data(), n);
   dest[n] = 0;
   return static_cast<int>(n);
 }
@@ -155,16 +155,17 @@ int CopyList(const std::vector<std::string_view>& items, char* dest, int capacit
   for (std::string_view item : items) {
     if (pos + item.size() + 2 > cap) {
       size_t room = cap - 2 - pos;
-      std::memcpy(dest + pos, item.data(), room);
+      if (room > 0) std::memcpy(dest + pos, item.data(), room);
       dest[cap - 2] = 0;
       dest[cap - 1] = 0;
       return capacity - 2;
     }
-    std::memcpy(dest + pos, item.data(), item.size());
+    if (!item.empty()) std::memcpy(dest + pos, item.data(), item.size());
     pos += item.size();
     dest[pos++] = 0;
   }
   dest[pos] = 0;
+  if (pos == 0) dest[1] = 0;  // an empty list is still closed by two zeros
   return static_cast<int>(pos);
 }
 
@@ -297,7 +298,10 @@ bool WritePrivateProfileString(const char* section, const char* key, const char*
   std::string entry = std::string(k) + "=" + std::string(OneLine(value));
   size_t at = ini.FindKey(sections, k, nullptr);
   if (at != std::string::npos) {
-    lines[at] = entry;
+    // The key keeps the spelling it has in the file.
+    std::string_view oldKey, oldValue;
+    EntryOf(lines[at], &oldKey, &oldValue);
+    lines[at] = std::string(oldKey) + "=" + std::string(OneLine(value));
   } else if (!sections.empty()) {
     // After the last written line of the section, so blank separators stay before the next one.
     const auto& r = sections.front();

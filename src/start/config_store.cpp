@@ -185,6 +185,7 @@ int CopyKeys(const ConfigSection* sec, char* dest, int capacity) {
     }
   }
   dest[pos] = 0;
+  if (pos == 0) dest[1] = 0;  // an empty list is still closed by two zeros
   return static_cast<int>(pos);
 }
 

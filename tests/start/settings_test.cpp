@@ -1,0 +1,287 @@
+#include "start/settings.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "host/profile.h"
+#include "start/config_store.h"
+#include "start/run_paths.h"
+
+namespace vela {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SettingsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string tmpl = (fs::temp_directory_path() / "vela-settings-XXXXXX").string();
+    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
+    home_ = tmpl;
+    Paths().homeDir = home_.string();
+    Paths().iniPath = (home_ / "Vela.INI").string();
+    MainSet = MainSettings();
+    SystemSet = SystemSettings();
+    Ws.screen = nullptr;
+    ConfigOpen("test");
+  }
+  void TearDown() override {
+    Ws.screen = nullptr;
+    ConfigOpen(nullptr);
+    fs::remove_all(home_);
+  }
+
+  std::string Get(const char* section, const char* key) {
+    char buf[256];
+    int n = ConfigGet(section, key, buf, "<none>", sizeof buf - 1);
+    buf[n] = 0;
+    return buf;
+  }
+  // Loads Main with one key set to the value.
+  const MainSettings& MainWith(const char* key, const char* value) {
+    ConfigPut("Main", key, value);
+    LoadMainSettings();
+    return MainSet;
+  }
+
+  fs::path home_;
+};
+
+TEST_F(SettingsTest, WindowPositionsStayOnScreen) {
+  EXPECT_EQ(ClampWindowCoord(-5, 100, 1280), 0);
+  EXPECT_EQ(ClampWindowCoord(1180, 100, 1280), 1180);
+  EXPECT_EQ(ClampWindowCoord(1181, 100, 1280), 1180);
+
+  int x, y;
+  ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
+  EXPECT_EQ(x, 30);
+  EXPECT_EQ(y, 40);
+  ConfigPutWindowPos("Clock", -20, 5000);
+  EXPECT_EQ(Get("Clock", "WIN_X"), "-20");
+  ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
+  EXPECT_EQ(x, 0);
+  EXPECT_EQ(y, 700);  // the default screen is 1280 by 800
+
+  ScreenRecord screen{};
+  screen.width = 1920;
+  screen.height = 1080;
+  Ws.screen = &screen;
+  ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
+  EXPECT_EQ(y, 980);
+}
+
+TEST_F(SettingsTest, DisplayIsOnOnlyForON) {
+  EXPECT_TRUE(ConfigGetDisplay("Clock", true));
+  EXPECT_FALSE(ConfigGetDisplay("Clock", false));
+  ConfigPutDisplay("Clock", true);
+  EXPECT_EQ(Get("Clock", "Display"), "ON");
+  EXPECT_TRUE(ConfigGetDisplay("Clock", false));
+  ConfigPut("Clock", "Display", "on");
+  EXPECT_FALSE(ConfigGetDisplay("Clock", true));
+  ConfigPutDisplay("Clock", false);
+  EXPECT_EQ(Get("Clock", "Display"), "OFF");
+}
+
+TEST_F(SettingsTest, MainDefaults) {
+  LoadMainSettings();
+  const MainSettings& m = MainSet;
+  EXPECT_TRUE(m.sysBar);
+  EXPECT_FALSE(m.fullScreen);
+  EXPECT_EQ(m.saveConfig, 1);
+  EXPECT_EQ(m.mouse, 0);
+  EXPECT_EQ(m.displayMode, DisplayMode::Test);
+  EXPECT_EQ(m.frameRate, 30.0);
+  EXPECT_EQ(m.aPen, 0xFFFF0000u);
+  EXPECT_EQ(m.bPen, 0xFF000000u);
+  EXPECT_FALSE(m.displayBrushDraw);
+  EXPECT_TRUE(m.magnet);
+  EXPECT_EQ(m.previewQuality, 1536);
+  EXPECT_EQ(m.pageWidth, 640);
+  EXPECT_EQ(m.pageHeight, 480);
+  EXPECT_EQ(m.winX, (1280 - 128) / 2);
+  EXPECT_EQ(m.winY, (800 - 385) / 2);
+  EXPECT_EQ(m.screenOffsetX, 32767);
+}
+
+TEST_F(SettingsTest, MainWords) {
+  EXPECT_FALSE(MainWith("SysBar", "NOPE").sysBar);
+  EXPECT_TRUE(MainWith("SysBar", "n").sysBar);
+  EXPECT_TRUE(MainWith("FullScreen", "On please").fullScreen);
+  EXPECT_FALSE(MainWith("FullScreen", "1").fullScreen);
+  // DisplayBrushDraw is tested case-sensitively, Magnet in any case.
+  EXPECT_TRUE(MainWith("DisplayBrushDraw", "on").displayBrushDraw);
+  EXPECT_FALSE(MainWith("DisplayBrushDraw", "ON").displayBrushDraw);
+  EXPECT_TRUE(MainWith("Magnet", "oN").magnet);
+  EXPECT_FALSE(MainWith("Magnet", "o").magnet);
+  EXPECT_EQ(MainWith("DisplayMode", "best").displayMode, DisplayMode::Best);
+  EXPECT_EQ(MainWith("DisplayMode", "Tested").displayMode, DisplayMode::Fast);
+}
+
+TEST_F(SettingsTest, MainLimits) {
+  EXPECT_EQ(MainWith("PreviewQuality", "99").previewQuality, 100);
+  EXPECT_EQ(MainWith("PreviewQuality", "101").previewQuality, 101);
+  EXPECT_EQ(MainWith("Mouse", "9").mouse, 3);
+  EXPECT_EQ(MainWith("Mouse", "-1").mouse, 0);
+  EXPECT_EQ(MainWith("APen", "300 -5 128").aPen, 0xFFFF0080u);
+  EXPECT_EQ(MainWith("APen", "12").aPen, 0xFF0C0000u);
+  EXPECT_EQ(MainWith("BPen", "junk").bPen, 0xFF000000u);
+  EXPECT_EQ(MainWith("FrameRate", "25").frameRate, 25.0);
+  EXPECT_EQ(MainWith("FrameRate", "0x10").frameRate, 0.0);
+  EXPECT_EQ(MainWith("FrameRate", "inf").frameRate, 0.0);
+  EXPECT_EQ(MainWith("FrameRate", "2.5e1fps").frameRate, 25.0);
+
+  MainWith("WIN_X", "-3");
+  EXPECT_EQ(MainWith("WIN_Y", "2000").winY, 800 - 385);
+  EXPECT_EQ(MainSet.winX, 0);
+
+  std::string longPath(250, 'p');
+  EXPECT_EQ(MainWith("Spare", longPath.c_str()).spare.size(), 199u);
+}
+
+TEST_F(SettingsTest, ReadOnlyKeysDefaultToWhatStartUpRead) {
+  MainSet.gauge = 0;
+  MainSet.edmund = "mine.vec";
+  MainSet.project = "/p/x.vel";
+  LoadMainSettings();
+  EXPECT_EQ(MainSet.gauge, 0);
+  EXPECT_EQ(MainSet.edmund, "mine.vec");
+  EXPECT_EQ(MainSet.project, "/p/x.vel");
+  EXPECT_EQ(MainWith("Gauge", "1").gauge, 1);
+  EXPECT_EQ(MainWith("Project", "/q.vel").project, "/q.vel");
+
+  SaveMainSettings();
+  for (const char* key : {"Gauge", "Border", "Zorro", "Spare", "Edmund", "ZoomAutoCenter",
+                          "ScreenOffsetX", "LockPageSize"})
+    EXPECT_EQ(Get("Main", key), key == std::string("Gauge") ? "1" : "<none>") << key;
+}
+
+TEST_F(SettingsTest, TempAndZoomAutoCenterFallBackToTheIni) {
+  LoadMainSettings();
+  EXPECT_EQ(MainSet.zoomAutoCenter, 0);
+  EXPECT_FALSE(MainSet.temp.empty());
+
+  WritePrivateProfileString("STARTUP", "temp", "/scratch/", Paths().iniPath.c_str());
+  WritePrivateProfileString("STARTUP", "ZoomAutoCenter", "1", Paths().iniPath.c_str());
+  LoadMainSettings();
+  EXPECT_EQ(MainSet.temp, "/scratch/");
+  EXPECT_EQ(MainSet.zoomAutoCenter, 1);
+  EXPECT_EQ(MainWith("temp", "/mine").temp, "/mine");
+  EXPECT_EQ(MainWith("ZoomAutoCenter", "0").zoomAutoCenter, 0);
+
+  ConfigOpen("fresh");
+  LoadMainSettings();
+  SaveMainSettings();
+  EXPECT_EQ(Get("Main", "temp"), "<none>");
+  MainSet.tempChanged = true;
+  MainSet.temp = "/chosen/";
+  SaveMainSettings();
+  EXPECT_EQ(Get("Main", "temp"), "/chosen/");
+}
+
+TEST_F(SettingsTest, MainSavesWhatItLoads) {
+  MainSet.sysBar = false;
+  MainSet.mouse = 2;
+  MainSet.displayMode = DisplayMode::Best;
+  MainSet.screenOffsetType = 3;
+  MainSet.frameRate = 12.5;
+  MainSet.winX = 10;
+  MainSet.winY = 20;
+  MainSet.aPen = 0xFF102030;
+  MainSet.bPen = 0xFFFFFFFF;
+  MainSet.displayBrushDraw = true;
+  MainSet.magnet = false;
+  MainSet.previewQuality = 4096;
+  MainSet.pageWidth = 800;
+  MainSet.pageHeight = 600;
+  MainSet.saveConfig = 0;
+  const MainSettings saved = MainSet;
+  SaveMainSettings();
+  EXPECT_EQ(Get("Main", "FrameRate"), "12.500000");
+  EXPECT_EQ(Get("Main", "APen"), "16 32 48");
+  EXPECT_EQ(Get("Main", "Magnet"), "Off");
+  EXPECT_EQ(Get("Main", "DisplayMode"), "Best");
+  ASSERT_EQ(ConfigFlush(), 1);
+
+  MainSet = MainSettings();
+  ConfigOpen(nullptr);
+  ConfigOpen("test");
+  LoadMainSettings();
+  const MainSettings& m = MainSet;
+  EXPECT_EQ(m.sysBar, saved.sysBar);
+  EXPECT_EQ(m.mouse, saved.mouse);
+  EXPECT_EQ(m.displayMode, saved.displayMode);
+  EXPECT_EQ(m.screenOffsetType, saved.screenOffsetType);
+  EXPECT_EQ(m.frameRate, saved.frameRate);
+  EXPECT_EQ(m.winX, saved.winX);
+  EXPECT_EQ(m.winY, saved.winY);
+  EXPECT_EQ(m.aPen, saved.aPen);
+  EXPECT_EQ(m.bPen, saved.bPen);
+  EXPECT_EQ(m.displayBrushDraw, saved.displayBrushDraw);
+  EXPECT_EQ(m.magnet, saved.magnet);
+  EXPECT_EQ(m.previewQuality, saved.previewQuality);
+  EXPECT_EQ(m.pageWidth, saved.pageWidth);
+  EXPECT_EQ(m.pageHeight, saved.pageHeight);
+  EXPECT_EQ(m.saveConfig, saved.saveConfig);
+}
+
+TEST_F(SettingsTest, ScreenStateIsWhatGetsSaved) {
+  ScreenRecord screen{};
+  screen.width = 1024;
+  screen.height = 768;
+  screen.fullScreen = 2;
+  screen.dither = 0;
+  Ws.screen = &screen;
+  MainSet.displayMode = DisplayMode::Best;
+  SaveMainSettings();
+  EXPECT_EQ(Get("Main", "FullScreen"), "on");
+  EXPECT_EQ(Get("Main", "DisplayMode"), "Fast");
+}
+
+TEST_F(SettingsTest, LockPageSizeKeepsThePageSizeUnwritten) {
+  ConfigPut("Main", "LockPageSize", "oN");
+  MainSet.pageWidth = 1000;
+  SaveMainSettings();
+  EXPECT_EQ(Get("Main", "PageWidth"), "<none>");
+  EXPECT_EQ(Get("Main", "PageHeight"), "<none>");
+  ConfigPut("Main", "LockPageSize", "Only");
+  SaveMainSettings();
+  EXPECT_EQ(Get("Main", "PageWidth"), "1000");
+}
+
+TEST_F(SettingsTest, SystemSection) {
+  LoadSystemSettings();
+  EXPECT_EQ(SystemSet.customBrush, 200000);
+  EXPECT_EQ(SystemSet.bulle, 2);
+  EXPECT_EQ(SystemSet.brushMode, kBrushModeCustom);
+  EXPECT_FALSE(SystemSet.systemBrowser);
+
+  auto load = [](const char* key, const char* value) {
+    ConfigPut("System", key, value);
+    LoadSystemSettings();
+    return SystemSet;
+  };
+  EXPECT_EQ(load("Bulle", "-1").bulle, 0);
+  EXPECT_EQ(load("Bulle", "7").bulle, 2);
+  EXPECT_EQ(load("Bulle", "1").bulle, 1);
+  EXPECT_EQ(load("BrushMode", "NEVERMORE").brushMode, kBrushModeNever);
+  EXPECT_EQ(load("BrushMode", "alway").brushMode, kBrushModeAlways);
+  EXPECT_EQ(load("BrushMode", "Alw").brushMode, kBrushModeCustom);
+  EXPECT_TRUE(load("Browser", "system").systemBrowser);
+  EXPECT_FALSE(load("Browser", "Systems").systemBrowser);
+  EXPECT_EQ(load("CustomBrush", "5000").customBrush, 5000);
+
+  SystemSet.brushMode = kBrushModeNever;
+  SystemSet.systemBrowser = true;
+  SaveSystemSettings();
+  EXPECT_EQ(Get("System", "BrushMode"), "Never");
+  EXPECT_EQ(Get("System", "Browser"), "System");
+  EXPECT_EQ(Get("System", "CustomBrush"), "5000");
+  EXPECT_EQ(Get("System", "Bulle"), "1");
+}
+
+}  // namespace
+}  // namespace vela
