@@ -3,6 +3,8 @@
 #include "pixels/block.h"
 #include "pixels/display.h"
 #include "project/page.h"
+#include "project/point_step.h"
+#include "start/main_loop.h"
 #include "start/settings.h"
 #include "start/workspace.h"
 
@@ -48,6 +50,8 @@ const RunHooks& ProgramHooks() {
     h.save = kSave;
     h.release = kRelease;
     h.savePagePng = SavePage;
+    SetPointStep(PointStep);
+    Loop().saveUndo = SnapshotUndo;
     return h;
   }();
   return hooks;

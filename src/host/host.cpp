@@ -1,8 +1,13 @@
 #include "host/host.h"
+#include "host/host_internal.h"
+#include "host/keys.h"
+#include "host/tablet_xi.h"
 
 #include <SDL.h>
 
+#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <deque>
 #include <vector>
@@ -23,6 +28,14 @@ struct HostState {
   std::deque<HostEvent> queue;
   bool virtualClock = false;
   int64_t clock = 0;
+  // Headless feed.
+  std::vector<TimedEvent> feed;
+  size_t next = 0;
+  int64_t endTime = 0;
+  bool hold = false;
+  bool quitSent = false;
+  std::deque<HostTabletPacket> packets;
+  int headlessPressure = -1;
 };
 
 HostState g_host;
@@ -97,6 +110,44 @@ bool Translate(const SDL_Event& e, HostEvent* out) {
       ev.type = HostEventType::Wheel;
       ev.wheelY = e.wheel.y;
       break;
+    case SDL_KEYDOWN:
+    case SDL_KEYUP: {
+      int key = HostKeyFromScancode(e.key.keysym.scancode);
+      if (key <= 0) return false;
+      ev.type = e.type == SDL_KEYDOWN ? HostEventType::KeyDown : HostEventType::KeyUp;
+      ev.key = key;
+      ev.qualifiers = Qualifiers(e.key.keysym.mod);
+      // SDL sends no text with control held; the program expects the control character.
+      if (e.type == SDL_KEYDOWN && (e.key.keysym.mod & KMOD_CTRL) && key >= 'A' && key <= 'Z') {
+        HostEvent text;
+        text.type = HostEventType::Text;
+        text.character = key - 'A' + 1;
+        text.qualifiers = ev.qualifiers;
+        *out = ev;
+        g_host.queue.push_back(text);
+        return true;
+      }
+      *out = ev;
+      return true;
+    }
+    case SDL_TEXTINPUT: {
+      // One event per character; characters outside CP1252 are dropped.
+      std::vector<int> chars = Cp1252FromUtf8(e.text.text);
+      if (chars.empty()) return false;
+      uint32_t q = Qualifiers(SDL_GetModState());
+      for (size_t i = 1; i < chars.size(); ++i) {
+        HostEvent t;
+        t.type = HostEventType::Text;
+        t.character = chars[i];
+        t.qualifiers = q;
+        g_host.queue.push_back(t);
+      }
+      ev.type = HostEventType::Text;
+      ev.character = chars[0];
+      ev.qualifiers = q;
+      *out = ev;
+      return true;
+    }
     case SDL_DROPFILE:
       ev.type = HostEventType::Drop;
       ev.path = e.drop.file ? e.drop.file : "";
@@ -121,6 +172,8 @@ bool HostHasDisplay() {
 bool HostOpen(const HostConfig& config, std::string* error) {
   if (g_host.open) return true;
   g_host.headless = config.headless || !HostHasDisplay();
+  g_host.virtualClock = g_host.headless;
+  g_host.clock = 0;
   if (g_host.headless) {
     if (config.width < 1 || config.height < 1) {
       if (error) *error = "bad screen size";
@@ -153,6 +206,7 @@ bool HostOpen(const HostConfig& config, std::string* error) {
     return false;
   }
   g_host.open = true;
+  XiTabletOpen(g_host.window);
   HostPresent(0, 0, w, h);
   return true;
 }
@@ -167,7 +221,12 @@ void HostClose() {
   g_host.window = nullptr;
   g_host.frame.clear();
   g_host.frame.shrink_to_fit();
+  XiTabletClose();
   g_host.queue.clear();
+  g_host.feed.clear();
+  g_host.next = 0;
+  g_host.quitSent = false;
+  g_host.packets.clear();
   g_host.width = g_host.height = 0;
   g_host.open = false;
 }
@@ -215,7 +274,61 @@ void HostDesktopSize(int* width, int* height) {
   }
 }
 
+namespace {
+// Moves feed events whose time has come into the queue; after the last one, and once the clock
+// has passed the last wait, the run is told to end.
+void PumpFeed() {
+  while (g_host.next < g_host.feed.size() && g_host.feed[g_host.next].time <= g_host.clock) {
+    TimedEvent& te = g_host.feed[g_host.next++];
+    if (te.pressure >= 0) {
+      HostTabletPacket p;
+      p.x = (te.event.x << 16) + 0x8000;
+      p.y = (te.event.y << 16) + 0x8000;
+      p.pressure = te.pressure;
+      p.pressureMin = 0;
+      p.pressureMax = 255;
+      p.buttons = (te.buttons & 1u) | ((te.buttons & 2u) ? 2u : 0u);
+      HostEventType t = te.event.type;
+      if (t == HostEventType::Move || t == HostEventType::ButtonDown || t == HostEventType::ButtonUp)
+        g_host.packets.push_back(p);
+    }
+    g_host.queue.push_back(std::move(te.event));
+  }
+  if (!g_host.hold && !g_host.quitSent && g_host.next >= g_host.feed.size() &&
+      g_host.clock >= g_host.endTime && g_host.queue.empty()) {
+    g_host.quitSent = true;
+    HostEvent q;
+    q.type = HostEventType::Quit;
+    g_host.queue.push_back(q);
+  }
+}
+}  // namespace
+
+void SetTimedEvents(std::vector<TimedEvent> events, int64_t endTime) {
+  g_host.feed = std::move(events);
+  g_host.next = 0;
+  g_host.endTime = endTime;
+  g_host.quitSent = false;
+}
+
+void HostHoldOpen(bool hold) { g_host.hold = hold; }
+
+bool HostTabletOpen() { return g_host.headless || XiTabletPresent(); }
+
+int HostTabletPackets(HostTabletPacket* out, int max) {
+  if (!g_host.headless) return XiTabletPackets(out, max);
+  int n = 0;
+  while (n < max && !g_host.packets.empty()) {
+    out[n++] = g_host.packets.front();
+    g_host.packets.pop_front();
+  }
+  return n;
+}
+
+void HostSetHeadlessPressure(int pressure) { g_host.headlessPressure = pressure; }
+
 bool HostPollEvent(HostEvent* event) {
+  if (g_host.headless) PumpFeed();
   if (!g_host.queue.empty()) {
     *event = std::move(g_host.queue.front());
     g_host.queue.pop_front();
@@ -229,8 +342,17 @@ bool HostPollEvent(HostEvent* event) {
 }
 
 bool HostWaitEvent(int timeoutMs) {
+  if (g_host.headless) {
+    PumpFeed();
+    if (!g_host.queue.empty() || timeoutMs == 0) return !g_host.queue.empty();
+    int64_t target = g_host.clock + (timeoutMs < 0 ? INT64_MAX / 2 : timeoutMs);
+    int64_t due = g_host.next < g_host.feed.size() ? g_host.feed[g_host.next].time : g_host.endTime;
+    if (g_host.hold && g_host.next >= g_host.feed.size()) due = target;
+    g_host.clock = std::max(g_host.clock, std::min(target, due));
+    PumpFeed();
+    return !g_host.queue.empty();
+  }
   if (!g_host.queue.empty()) return true;
-  if (g_host.headless) return false;
   SDL_Event e;
   int got = timeoutMs < 0 ? SDL_WaitEvent(&e) : SDL_WaitEventTimeout(&e, timeoutMs);
   if (!got) return false;

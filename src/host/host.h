@@ -80,3 +80,39 @@ bool HostWritePng(const char* path, const uint32_t* pixels, int width, int heigh
                   bool alpha, std::string* error);
 
 }  // namespace vela
+
+namespace vela {
+
+// A tablet packet: what the pen reported with one event.
+struct HostTabletPacket {
+  int cursor = 0;        // which pen end or puck
+  uint32_t buttons = 0;  // bit 0 the tip
+  int32_t x = 0, y = 0;  // window position, 16.16, with the sub-pixel fraction
+  int pressure = 0;      // raw, within the device range
+  int pressureMin = 0, pressureMax = 1023;
+};
+
+// True when a tablet is present (XInput2 with a pressure axis, or a headless "pressure" line).
+bool HostTabletOpen();
+// Takes up to max packets queued since the last call, oldest first; returns how many.
+int HostTabletPackets(HostTabletPacket* out, int max);
+// Headless: the pen pressure of the following events (0..255), as if a tablet sent it.
+void HostSetHeadlessPressure(int pressure);
+
+}  // namespace vela
+
+namespace vela {
+
+// Headless input from a file, one event a line: "move x y", "down left|right|middle",
+// "up left|right|middle", "key [shift+][ctrl+][alt+]NAME", "char C", "wheel dy", "wait ms",
+// "pressure p|none", "drop PATH"; blank lines and lines starting with "#" are skipped. Events are
+// delivered in order, each at the time the waits before it add up to, on a clock that only they
+// advance. False with the line and reason in *error for a file that cannot be read or a bad line.
+bool HostLoadEvents(const std::string& text, std::string* error);
+bool HostLoadEventFile(const std::string& path, std::string* error);
+// Headless: once the events are consumed the host reports Quit, ending the run, unless held.
+void HostHoldOpen(bool hold);
+// The host key number of a key name ("Delete", "F9", "A", "Left" ...), or -1.
+int HostKeyByName(const std::string& name);
+
+}  // namespace vela

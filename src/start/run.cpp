@@ -14,6 +14,9 @@
 #include "host/host.h"
 #include "host/profile.h"
 #include "start/config_store.h"
+#include "start/input.h"
+#include "start/tablet.h"
+#include "start/settings.h"
 #include "start/main_loop.h"
 #include "start/message.h"
 #include "start/options.h"
@@ -251,7 +254,10 @@ void ReleaseAll() {
 }
 
 int RunProgram(int argc, const char* const* argv) {
-  SeedRandom(static_cast<uint32_t>(std::time(nullptr)));
+  // Headless runs repeat exactly, so their random effects start from a fixed seed.
+  bool headless = g_run.commandLine.headless || !HostHasDisplay();
+  SeedRandom(headless ? 1u : static_cast<uint32_t>(std::time(nullptr)));
+  ResetInput();
   Ws = Workspace{};
   Ws.undoMode = 0;
   ParseOptions(argc, argv);
@@ -260,6 +266,14 @@ int RunProgram(int argc, const char* const* argv) {
   if (OpenGraphics(740, 576) != 0) {
     ReleaseAll();
     return 1;
+  }
+  if (!g_run.commandLine.events.empty()) {
+    std::string error;
+    if (!HostLoadEventFile(g_run.commandLine.events, &error)) {
+      std::fprintf(stderr, "vela: %s\n", error.c_str());
+      ReleaseAll();
+      return 1;
+    }
   }
   for (int i = 0; i < kSysColorCount; ++i) Ws.sysColors[i] = kDefaultSysColors[i];
   Ws.sysWhite = 0xFFFFFFFF;
@@ -294,6 +308,8 @@ int RunProgram(int argc, const char* const* argv) {
   }
   g_run.saveConfig = std::atoi(ConfigString("Main", "SaveConfig", "1").c_str());
 
+  MainSet.aPen = 0xFFFF0000;
+  SelectTool(kToolDraw);
   for (const SettingsStep& s : Hooks().load)
     if (s.run) s.run();
   if (Hooks().beforeLoop) Hooks().beforeLoop();
@@ -330,6 +346,9 @@ int ProgramMain(const char* commandLine) {
   std::string force = IniString("ForceTablet", "");
   s.forceTablet = Yes(force) || std::atoi(force.c_str()) != 0;
   s.tabletOff = strncasecmp(IniString("Tablet", "").c_str(), "no", 2) == 0;
+  Tablet().forceMoved = s.forceTablet;
+  Tablet().open = !s.tabletOff;
+  Tablet().source = HostTabletPackets;
   s.tabletDrv = IniString("TabletDrv", "tablet.dll");
   p.monitorFile = IniString("MONITOR", "");
   p.scriptDir = IniString("EDMUNDDIR", "edmund");
@@ -366,6 +385,7 @@ int ProgramMain(const char* commandLine) {
 
 int VelaMain(int argc, const char* const* argv, const RunHooks& hooks) {
   CommandLineFeatures features;
+  features.events = true;
   CommandLine cl;
   std::string error;
   if (!ParseCommandLine(argc, argv, features, &cl, &error)) {
@@ -382,6 +402,7 @@ int VelaMain(int argc, const char* const* argv, const RunHooks& hooks) {
   }
   for (std::string* s : {&cl.screenshot, &cl.savePage, &cl.home, &cl.ini, &cl.script, &cl.events, &cl.path})
     *s = Absolute(*s);
+  if (!cl.events.empty()) cl.headless = true;  // an event file is headless input
   g_run.commandLine = cl;
   g_run.hooks = &hooks;
   g_run.endStatus = 0;
