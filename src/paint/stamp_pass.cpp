@@ -276,7 +276,6 @@ int ShiftPass(const Brush& b, Block* dst, int x, int y, Pixel, bool, int opacity
   Block* under = b.under;
   if (!b.mask || !under || under->width != b.width || under->height != b.height) return -1;
   Clip r = ClipBrush(b, dst, x, y);
-  if (r.Empty()) return 0;
   if (!Stroke.shiftStarted) {
     for (int py = r.y0; py < r.y1; ++py)
       std::copy(dst->Row(py) + r.x0, dst->Row(py) + r.x1, under->Row(py - y) + (r.x0 - x));
@@ -284,6 +283,7 @@ int ShiftPass(const Brush& b, Block* dst, int x, int y, Pixel, bool, int opacity
     return 0;
   }
   const uint8_t* plane = PassPlane<kPencil>(b, opacity);
+  if (r.Empty()) return 0;
   uint8_t k[kChunk];
   for (int py = r.y0; py < r.y1; ++py) {
     Pixel* drow = dst->Row(py);

@@ -1,0 +1,405 @@
+#include "reference.h"
+
+#include "paint/draw_modes.h"
+#include "start/workspace.h"
+
+namespace vela::ref {
+
+int NextNoise(World& w) {
+  unsigned n = (w.noise + 25953u) % 65536u;
+  n = ((n >> 5) | (n << 11)) & 0xFFFF;
+  w.noise = static_cast<uint16_t>(n);
+  return static_cast<int>(n);
+}
+
+int NextRandom(World& w) {
+  w.random = w.random * 214013u + 2531011u;
+  return static_cast<int>((w.random >> 16) & 0x7FFF);
+}
+
+namespace {
+
+Pixel Cover(Pixel d, Pixel c, int k) {
+  if (k == 255) return c;
+  int v[4];
+  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(Ch(c, i) - Ch(d, i), k);
+  v[3] = Ch(d, 3) + T(255 - Ch(d, 3), k);
+  return Px(v);
+}
+Pixel Lerp(Pixel d, Pixel t, int k) {
+  int v[4];
+  for (int i = 0; i < 4; ++i) v[i] = Ch(d, i) + T(Ch(t, i) - Ch(d, i), k);
+  return Px(v);
+}
+Pixel Mix(Pixel d, Pixel s, int k) {
+  int v[4];
+  for (int i = 0; i < 4; ++i) v[i] = (Ch(s, i) * k + Ch(d, i) * (255 - k) + 127) / 255;
+  return Px(v);
+}
+Pixel Erase(Pixel d, int k) {
+  if (k >= 250) return 0;
+  int v[4];
+  for (int i = 0; i < 4; ++i) v[i] = T(Ch(d, i), 255 - k);
+  return Px(v);
+}
+Pixel ColorImage(Pixel d, Pixel s, int f) {
+  int sa = Ch(s, 3), v[4];
+  if (f >= 255) {
+    if (sa == 255) return s;
+    if (sa == 0) return d;
+    for (int i = 0; i < 4; ++i) v[i] = Ch(s, i) + T(Ch(d, i), 255 - sa);
+    return Px(v);
+  }
+  int g = T(f, sa);
+  if (g == 255) return s;
+  if (g == 0) return d;
+  for (int i = 0; i < 3; ++i) v[i] = T(f, Ch(s, i)) + T(Ch(d, i), 255 - g);
+  v[3] = g + T(Ch(d, 3), 255 - g);
+  return Px(v);
+}
+Pixel StampImage(Pixel d, Pixel c, int k) {
+  if (k == 255) return c;
+  int v[4];
+  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(Ch(c, i) - Ch(d, i), k);
+  v[3] = T(Ch(d, 3), 255 - k) + k;
+  return Px(v);
+}
+Pixel Behind(Pixel d, Pixel c, int k, bool full, bool image) {
+  int a = Ch(d, 3);
+  int f = full ? 255 - a : T(255 - a, k);
+  if (f == 0) return d;
+  if (f == 255) return c;
+  int v[4];
+  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(Ch(c, i), f);
+  v[3] = a + (image ? T(Ch(c, 3), f) : f);
+  return Px(v);
+}
+Pixel Replace(Pixel d, Pixel c, int k) {
+  int v[4];
+  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(T(Ch(c, i), Ch(d, 3)) - Ch(d, i), k);
+  v[3] = Ch(d, 3);
+  return Px(v);
+}
+Pixel Colorize(Pixel d) {
+  int a = Ch(d, 3);
+  if (!a) return d;
+  Pixel r = ColorizeRamp[Lum(Unpre(Ch(d, 2), a), Unpre(Ch(d, 1), a), Unpre(Ch(d, 0), a))];
+  int v[4] = {T(Ch(r, 0), a), T(Ch(r, 1), a), T(Ch(r, 2), a), a};
+  return Px(v);
+}
+Pixel Tint(Pixel d) {
+  int r = Ch(d, 2), g = Ch(d, 1), b = Ch(d, 0);
+  int hi = std::max({r, g, b}), lo = std::min({r, g, b});
+  int x = ((hi - lo) * TintHue.fraction) >> 16;
+  int s = TintHue.sextant;
+  int mid = s % 2 ? hi - x : lo + x;
+  int rgb[6][3] = {{hi, mid, lo}, {mid, hi, lo}, {lo, hi, mid},
+                   {lo, mid, hi}, {mid, lo, hi}, {hi, lo, mid}};
+  int v[4] = {rgb[s][2], rgb[s][1], rgb[s][0], Ch(d, 3)};
+  return Px(v);
+}
+Pixel Step(Pixel d, int step) {  // Shade below zero, Light above
+  int v[4];
+  for (int i = 0; i < 3; ++i)
+    v[i] = step < 0 ? std::max(Ch(d, i) + step, 0) : std::min(Ch(d, i) + step, Ch(d, 3));
+  v[3] = Ch(d, 3);
+  return Px(v);
+}
+
+Pixel At(const Block* b, int x, int y) {
+  return b->data[y * b->width + x];
+}
+Pixel& At(Block* b, int x, int y) {
+  return b->data[y * b->width + x];
+}
+
+Pixel Mean(const Brush& b, const Block* src, int x, int y) {
+  long sum[4] = {0, 0, 0, 0}, n = 0;
+  for (int j = 0; j < b.height; ++j)
+    for (int i = 0; i < b.width; ++i) {
+      int px = x + i, py = y + j;
+      if (px < 0 || py < 0 || px >= src->width || py >= src->height) continue;
+      if (!b.mask[j * b.width + i]) continue;
+      for (int c = 0; c < 4; ++c) sum[c] += Ch(At(src, px, py), c);
+      ++n;
+    }
+  int v[4] = {0, 0, 0, 0};
+  if (n)
+    for (int c = 0; c < 4; ++c) v[c] = static_cast<int>(sum[c] / n);
+  return Px(v);
+}
+Pixel Opaque(Pixel mean) {
+  int a = Ch(mean, 3);
+  if (!a) return Draw.APen;
+  int v[4] = {Ch(mean, 0) * 255 / a, Ch(mean, 1) * 255 / a, Ch(mean, 2) * 255 / a, 255};
+  return Px(v);
+}
+
+bool Flag(int mode) {
+  return mode == 3 || mode == 4 || mode == 5 || mode == 8 || mode == 9 || mode == 11 || mode == 12;
+}
+
+}  // namespace
+
+Pixel GrainOne(World&, Pixel d, unsigned& noise) {
+  int a = Ch(d, 3);
+  if (!a) return d;
+  noise = (((noise << 5) | (noise >> 11)) & 0xFFFF);
+  noise = (noise + 65536 - 22191) % 65536;
+  int p = 255 >> Grain.setting, q = ~p & 255, step = p + 1, t = noise & p;
+  if (a < 255) a = (a & p) > t ? std::min((a & q) + step, 255) : a & q;
+  int v[4];
+  for (int i = 0; i < 3; ++i) {
+    int c = Ch(d, i);
+    v[i] = std::min((c & p) > t ? (c & q) + step : c & q, a);
+  }
+  v[3] = a;
+  return Px(v);
+}
+
+void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel colour, bool erase,
+           int o) {
+  if (erase) mode = 15;
+  if (mode == 12 && TintHue.sextant < 0) return;
+  bool flag = Flag(mode);
+  bool pen = b.kind == BrushKindPen;
+  bool image = b.kind == BrushKindImage || b.kind == BrushKindImageFaded;
+  bool textured = !(mode == 4 || mode == 5 || mode == 8 || mode == 9 || mode == 11);
+  int tex =
+      (b.kind == BrushKindDab || b.kind == BrushKindImageFaded) && textured ? Draw.dabTexture : 0;
+  if (pen && !flag) o = 255;
+  if (image && mode == 0) o = o * Draw.power / 255;
+  int bw = b.width, bh = b.height, W = page->width, H = page->height;
+
+  if (mode == 7 && !w.shiftStarted) {
+    for (int j = 0; j < bh; ++j)
+      for (int i = 0; i < bw; ++i) {
+        int px = x + i, py = y + j;
+        if (px >= 0 && py >= 0 && px < W && py < H) w.under[j * bw + i] = At(page, px, py);
+      }
+    w.shiftStarted = true;
+    return;
+  }
+  std::vector<uint8_t> plane(b.mask, b.mask + bw * bh);
+  if (tex == 2) {
+    std::vector<int> s(bw * bh, 0);
+    for (int j = 1; j < bh - 1; ++j)
+      for (int i = 1; i < bw - 1; ++i) {
+        int m = b.mask[j * bw + i];
+        if (!m) continue;
+        if (m * o > NextNoise(w)) {
+          s[j * bw + i] += 5;
+          s[j * bw + i - 1] += 1;
+          s[j * bw + i + 1] += 1;
+          s[(j - 1) * bw + i] += 1;
+          s[(j + 1) * bw + i] += 1;
+        }
+      }
+    const int mult[6] = {0, 51, 102, 153, 204, 255};
+    for (int i = 0; i < bw * bh; ++i) plane[i] = (o * mult[std::min(s[i], 5)]) >> 8;
+    if (mode == 17)
+      for (int i = 0; i < bw * bh; ++i) {
+        int m = b.mask[i];
+        plane[i] = m && m * o > NextNoise(w) ? 255 : 0;
+      }
+  }
+
+  Pixel c = colour;
+  if (mode == 6) c = Mean(b, page, x, y);
+  if (mode == 13) {
+    if (!w.impressValid) w.impress = Opaque(Mean(b, w.spare, x + bw / 2, y + bh / 2));
+    w.impressValid = true;
+    c = w.impress;
+  }
+  std::vector<Pixel> orig(page->data, page->data + W * H);
+
+  auto columnShown = [&](int px) {
+    if (px < 0 || px >= W) return false;
+    if ((mode == 4 || mode == 5) && (px < 1 || px >= W - 1)) return false;
+    return !(mode == 17 && (px + Draw.pantoX < 0 || px + Draw.pantoX >= W));
+  };
+  bool any = false;
+  for (int i = 0; i < bw; ++i) any = any || columnShown(x + i);
+  if (!any) return;
+  for (int j = 0; j < bh; ++j) {
+    int py = y + j;
+    if (py < 0 || py >= H) continue;
+    if ((mode == 4 || mode == 5) && (py < 1 || py >= H - 1)) continue;
+    if (mode == 17 && (py + Draw.pantoY < 0 || py + Draw.pantoY >= H)) continue;
+    unsigned noise = mode == 11 ? NextRandom(w) : 0;
+    for (int i = 0; i < bw; ++i) {
+      int px = x + i;
+      if (px < 0 || px >= W) continue;
+      if ((mode == 4 || mode == 5) && (px < 1 || px >= W - 1)) continue;
+      if (mode == 17 && (px + Draw.pantoX < 0 || px + Draw.pantoX >= W)) continue;
+      int m = plane[j * bw + i];
+      Pixel s = image ? b.pixels->data[j * bw + i] : 0;
+      int k;
+      if (pen)
+        k = Draw.antialias ? m : (m ? 255 : 0);
+      else if (tex == 1) {
+        k = 0;
+        if (m && m * o > NextNoise(w)) k = mode == 14 || mode == 16 ? T(255, o) : 255;
+      } else if (flag)
+        k = m;
+      else if (tex == 2)
+        k = T(m, o);
+      else if (image && mode == 0)
+        k = o;
+      else if (image && (mode == 1 || mode == 14))
+        k = T(Ch(s, 3), o);
+      else if (b.kind == BrushKindImage && mode == 2)
+        k = T(Ch(s, 3), o);
+      else if (image && mode == 16)
+        k = T(T(o, Ch(s, 3)), Ch(s, 3));
+      else
+        k = T(m, o);
+      Pixel& d = At(page, px, py);
+      if (mode == 7) {
+        Pixel old = d;
+        if (k) d = Lerp(old, w.under[j * bw + i], k);
+        w.under[j * bw + i] = old;
+        continue;
+      }
+      if (!k) continue;
+      switch (mode) {
+        case 0:
+          d = image ? ColorImage(d, s, k) : Cover(d, c, k);
+          break;
+        case 1:
+          d = image ? StampImage(d, c, k) : Cover(d, c, k);
+          break;
+        case 2:
+          d = k == 255 ? At(w.spare, px, py) : Mix(d, At(w.spare, px, py), k);
+          break;
+        case 3:
+          d = Colorize(d);
+          break;
+        case 4:
+        case 5: {
+          int v[4];
+          for (int ch = 0; ch < 4; ++ch) {
+            int ctr = Ch(orig[py * W + px], ch);
+            int around = Ch(orig[py * W + px - 1], ch) + Ch(orig[py * W + px + 1], ch) +
+                         Ch(orig[(py - 1) * W + px], ch) + Ch(orig[(py + 1) * W + px], ch);
+            v[ch] = mode == 5 ? (ctr + around + 2) / 5 : (60 * ctr + around + 31) >> 6;
+          }
+          d = Px(v);
+          break;
+        }
+        case 6:
+        case 13:
+          d = Cover(d, c, k);
+          break;
+        case 8:
+          d = Step(d, -1);
+          break;
+        case 9:
+          d = Step(d, 1);
+          break;
+        case 11:
+          d = GrainOne(w, d, noise);
+          break;
+        case 12:
+          d = Tint(d);
+          break;
+        case 14:
+          d = Behind(d, image ? s : c, k, o >= 255, image);
+          break;
+        case 15:
+          d = Erase(d, k);
+          break;
+        case 16: {
+          Pixel cc = c;
+          if (image) {
+            int bb = Ch(s, 3);
+            int v[4] = {Unpre(Ch(s, 0), bb), Unpre(Ch(s, 1), bb), Unpre(Ch(s, 2), bb), 255};
+            cc = Px(v);
+          }
+          d = Replace(d, cc, k);
+          break;
+        }
+        case 17: {
+          Pixel src = At(page, px + Draw.pantoX, py + Draw.pantoY);
+          d = k == 255 ? src : Mix(d, src, k);
+          break;
+        }
+      }
+    }
+  }
+}
+
+void Span(World& w, int mode, bool erase, int o, Block* page, int x, int y, int length,
+          const uint8_t* cov) {
+  if (erase) mode = 15;
+  bool aa = Draw.antialias;
+  Pixel c = Draw.APen;
+  unsigned noise = mode == 11 ? NextRandom(w) : 0;
+  if (mode == 13 && !w.impressValid) {
+    long sum[4] = {0, 0, 0, 0}, n = 0;
+    for (int i = 0; i < length; ++i) {
+      int px = x + i;
+      if (!cov[i] || px < 0 || px >= w.spare->width || y < 0 || y >= w.spare->height) continue;
+      for (int ch = 0; ch < 4; ++ch) sum[ch] += Ch(At(w.spare, px, y), ch);
+      ++n;
+    }
+    int v[4] = {0, 0, 0, 0};
+    if (n)
+      for (int ch = 0; ch < 4; ++ch) v[ch] = static_cast<int>(sum[ch] / n);
+    w.impress = Opaque(Px(v));
+    w.impressValid = true;
+  }
+  if (y < 0 || y >= page->height) return;
+  for (int i = 0; i < length; ++i) {
+    int px = x + i, m = cov[i];
+    if (px < 0 || px >= page->width) continue;
+    Pixel& d = At(page, px, y);
+    switch (mode) {
+      case 0:
+      case 1:
+      case 13: {
+        Pixel cc = mode == 13 ? w.impress : c;
+        if (aa) {
+          if (T(m, o)) d = Cover(d, cc, T(m, o));
+        } else if (m >= 21) {
+          d = cc;
+        }
+        break;
+      }
+      case 2:
+        if (aa ? m != 0 : m >= 21) d = aa ? Mix(d, At(w.spare, px, y), m) : At(w.spare, px, y);
+        break;
+      case 3:
+        if (m == 255) d = Colorize(d);
+        break;
+      case 11:
+        if (m) d = GrainOne(w, d, noise);
+        break;
+      case 12:
+        if (aa && m && TintHue.sextant >= 0) d = Tint(d);
+        break;
+      case 14:
+      case 16: {
+        int k = T(!aa && m > 10 ? 255 : m, o);
+        if (k) d = mode == 14 ? Behind(d, c, k, false, false) : Replace(d, c, k);
+        break;
+      }
+      case 15:
+        if (aa) {
+          if (T(m, o)) d = Erase(d, T(m, o));
+        } else if (m >= 21) {
+          d = 0;
+        }
+        break;
+      case 17: {
+        int sx = px + Draw.pantoX, sy = y + Draw.pantoY;
+        if (!aa || sx < 0 || sy < 0 || sx >= page->width || sy >= page->height) break;
+        int k = T(m, o);
+        if (k) d = k == 255 ? At(page, sx, sy) : Mix(d, At(page, sx, sy), k);
+        break;
+      }
+    }
+  }
+}
+
+}  // namespace vela::ref
