@@ -897,6 +897,12 @@ CacheCounts GetCacheCounts() {
       g.limit};
 }
 
+int CacheWhere(int32_t key) {
+  int idx = Find(key, false);
+  if (idx < 0) return 0;
+  return (g.entries[idx].chain ? 1 : 0) | (g.entries[idx].disk ? 2 : 0);
+}
+
 const char* CacheFilePath() {
   return g_path;
 }

@@ -70,6 +70,8 @@ struct CacheCounts {
   int64_t limit;
 };
 CacheCounts GetCacheCounts();
+// Where an entry lies: 1 in memory, 2 on disk, 3 both, 0 absent or empty.
+int CacheWhere(int32_t key);
 const char* CacheFilePath();
 
 }  // namespace vela
