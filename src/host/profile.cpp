@@ -46,6 +46,11 @@ std::string_view OneLine(const char* s) {
   return v.substr(0, v.find_first_of("\r\n"));
 }
 
+// Section and key names as the file can hold them: blanks around a name do not survive a read.
+std::string_view Name(const char* s) {
+  return Trim(OneLine(s));
+}
+
 bool IsBlank(std::string_view line) {
   return Trim(line).empty();
 }
@@ -241,7 +246,7 @@ int GetPrivateProfileString(const char* section, const char* key, const char* de
       if (SectionOf(line, &name)) names.push_back(name);
     return CopyList(names, dest, capacity);
   }
-  auto sections = ini.Sections(OneLine(section));
+  auto sections = ini.Sections(Name(section));
   if (!key) {
     std::vector<std::string_view> keys;
     std::string_view k, v;
@@ -251,7 +256,7 @@ int GetPrivateProfileString(const char* section, const char* key, const char* de
     return CopyList(keys, dest, capacity);
   }
   std::string_view value;
-  if (ini.FindKey(sections, OneLine(key), &value) != std::string::npos)
+  if (ini.FindKey(sections, Name(key), &value) != std::string::npos)
     return CopyOut(value, dest, capacity);
   return CopyOut(def ? std::string_view(def) : std::string_view(), dest, capacity);
 }
@@ -273,7 +278,7 @@ bool WritePrivateProfileString(const char* section, const char* key, const char*
   if (!section || !file || !*file) return false;
   IniFile ini;
   if (ini.Read(file) == Load::kError) return false;
-  std::string_view name = OneLine(section);
+  std::string_view name = Name(section);
   auto sections = ini.Sections(name);
   auto& lines = ini.lines;
 
@@ -284,7 +289,7 @@ bool WritePrivateProfileString(const char* section, const char* key, const char*
     return WriteFileAtomic(file, ini.Text());
   }
 
-  std::string_view k = OneLine(key);
+  std::string_view k = Name(key);
   if (!value) {
     bool removed = false;
     for (size_t line; (line = ini.FindKey(sections, k, nullptr)) != std::string::npos;) {

@@ -59,15 +59,19 @@ struct ConfigSections {
     return it == index.end() ? nullptr : &list[it->second];
   }
 
+  ConfigSection& SectionBracketed(std::string_view name) {
+    std::string folded = Folded(name);
+    auto s = index.find(folded);
+    if (s == index.end()) {
+      list.push_back({std::string(name), {}, {}});
+      s = index.emplace(std::move(folded), list.size() - 1).first;
+    }
+    return list[s->second];
+  }
+
   bool PutBracketed(std::string_view name, std::string_view key, std::string_view value) {
     try {
-      std::string folded = Folded(name);
-      auto s = index.find(folded);
-      if (s == index.end()) {
-        list.push_back({std::string(name), {}, {}});
-        s = index.emplace(std::move(folded), list.size() - 1).first;
-      }
-      ConfigSection& sec = list[s->second];
+      ConfigSection& sec = SectionBracketed(name);
       std::string fk = Folded(key);
       auto e = sec.index.find(fk);
       if (e != sec.index.end()) {
@@ -125,6 +129,7 @@ void ReadSections(FILE* f, ConfigSections* sections) {
     if (*p == '[') {
       if (!std::strchr(p, ']')) return;
       current = p;
+      sections->SectionBracketed(current);  // kept even while it holds nothing to write
       continue;
     }
     if (current.empty()) return;

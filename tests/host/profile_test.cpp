@@ -61,6 +61,11 @@ TEST_F(ProfileTest, LookupIgnoresCaseAndBlanks) {
   EXPECT_EQ(Get("OTHER", "homedir"), "other");
   EXPECT_EQ(Get("Startup", "; machine settings"), "<none>");
   EXPECT_EQ(Get("Missing", "HomeDir"), "<none>");
+
+  // Blanks around names cannot be kept in the file, so they do not count on either side.
+  EXPECT_TRUE(Put("New\t", " key ", "v"));
+  EXPECT_EQ(Get("new", "KEY"), "v");
+  EXPECT_EQ(Get(" New", "key\t"), "v");
 }
 
 TEST_F(ProfileTest, ValuesAreCutToCapacity) {

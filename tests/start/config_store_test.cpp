@@ -70,6 +70,17 @@ TEST_F(ConfigStoreTest, ReadAndWriteReversesOrderAndDropsEmptyValues) {
   EXPECT_EQ(Get("First", "one"), "1");
 }
 
+TEST_F(ConfigStoreTest, SectionsWithNothingToWriteSurviveRoundTrips) {
+  Write(File("a"), "[A]\nx=\n[B]\ny=1\n");
+  ConfigOpen("a");
+  ASSERT_EQ(ConfigFlush(), 1);
+  EXPECT_EQ(Read(File("a")), "[B]\ny=1\n\n[A]\n\n");
+  ConfigOpen(nullptr);
+  ConfigOpen("a");
+  ASSERT_EQ(ConfigFlush(), 1);
+  EXPECT_EQ(Read(File("a")), "[A]\n\n[B]\ny=1\n\n");
+}
+
 TEST_F(ConfigStoreTest, LineRules) {
   Write(File("a"),
         "\n   \t\n  [Main]\r\n"
