@@ -143,18 +143,18 @@ void WetBench(benchmark::State& state) {
       benchmark::Counter(64.0 * 64 * state.iterations() / 1e6, benchmark::Counter::kIsRate);
 }
 
-BENCHMARK_CAPTURE(StampBench, ColorDab64 / vela, DrawColor, 64, 64);
-BENCHMARK_CAPTURE(PixmanBench, ColorDab64 / pixman, 64, 64, true);
+BENCHMARK_CAPTURE(StampBench, ColorDab64_vela, DrawColor, 64, 64)->Name("ColorDab64/vela");
+BENCHMARK_CAPTURE(PixmanBench, ColorDab64_pixman, 64, 64, true)->Name("ColorDab64/pixman");
 BENCHMARK(SpanBench)->Name("ColorSpan1920/vela");
 BENCHMARK(SpanPixman)->Name("ColorSpan1920/pixman");
-BENCHMARK_CAPTURE(StampBench, EraseDab64 / vela, DrawErase, 64, 64);
-BENCHMARK_CAPTURE(PixmanBench, EraseDab64 / pixman, 64, 64, true);
-BENCHMARK_CAPTURE(StampBench, MergeDab64 / vela, DrawMerge, 64, 64);
-BENCHMARK_CAPTURE(PixmanBench, MergeDab64 / pixman, 64, 64, false);
-BENCHMARK_CAPTURE(StampBench, SmoothDab64 / vela, DrawSmooth, 64, 64);
-BENCHMARK_CAPTURE(PixmanBench, SmoothDab64 / pixman, 64, 64, true);
+BENCHMARK_CAPTURE(StampBench, EraseDab64_vela, DrawErase, 64, 64)->Name("EraseDab64/vela");
+BENCHMARK_CAPTURE(PixmanBench, EraseDab64_pixman, 64, 64, true)->Name("EraseDab64/pixman");
+BENCHMARK_CAPTURE(StampBench, MergeDab64_vela, DrawMerge, 64, 64)->Name("MergeDab64/vela");
+BENCHMARK_CAPTURE(PixmanBench, MergeDab64_pixman, 64, 64, false)->Name("MergeDab64/pixman");
+BENCHMARK_CAPTURE(StampBench, SmoothDab64_vela, DrawSmooth, 64, 64)->Name("SmoothDab64/vela");
+BENCHMARK_CAPTURE(PixmanBench, SmoothDab64_pixman, 64, 64, true)->Name("SmoothDab64/pixman");
 BENCHMARK(WetBench)->Name("WetDab64/vela");
-BENCHMARK_CAPTURE(PixmanBench, WetDab64 / pixman, 64, 64, true);
+BENCHMARK_CAPTURE(PixmanBench, WetDab64_pixman, 64, 64, true)->Name("WetDab64/pixman");
 
 }  // namespace
 }  // namespace vela
