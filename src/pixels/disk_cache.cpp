@@ -837,6 +837,8 @@ void CacheTrim() {
     const int64_t spare = static_cast<int64_t>(0.4 * static_cast<double>(Ops().physicalMemory()));
     target = spare - (g.allocated * kCacheBlock + CacheScratchBytes + BlockBytes);
   }
+  // Without a limit the quota is only what is spare; with nothing spare memory goes back first.
+  if (g.limit < 0 && target < 0) g.quota = 0;
   while (target < 0) {
     if (g.quota > 0) {
       --g.quota;

@@ -1,0 +1,443 @@
+#include "pixels/disk_cache.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "pixels/block.h"
+#include "start/message.h"
+#include "start/run_paths.h"
+
+namespace vela {
+namespace {
+
+std::vector<std::string> g_messages;
+void Record(const char* text) {
+  g_messages.push_back(text);
+}
+
+// Host calls that count and fail on demand: the Nth write (from 1), once or from then on.
+struct Faults {
+  int writes = 0, failWriteAt = 0;
+  bool failWritesAfter = false;
+  int reads = 0, failReadAt = 0;
+  bool failExtend = false;
+  int64_t diskFree = int64_t{1} << 40;
+  int64_t physical = int64_t{1} << 30;
+  uint32_t clock = 0;
+} g_faults;
+
+const CacheHostOps& TestOps() {
+  static CacheHostOps ops = [] {
+    CacheHostOps o = DefaultCacheHostOps();
+    o.write = [](int fd, const void* b, size_t n, int64_t off) {
+      ++g_faults.writes;
+      if (g_faults.failWriteAt &&
+          (g_faults.writes == g_faults.failWriteAt ||
+           (g_faults.failWritesAfter && g_faults.writes > g_faults.failWriteAt)))
+        return false;
+      return DefaultCacheHostOps().write(fd, b, n, off);
+    };
+    o.read = [](int fd, void* b, size_t n, int64_t off) {
+      ++g_faults.reads;
+      if (g_faults.failReadAt && g_faults.reads == g_faults.failReadAt) return false;
+      return DefaultCacheHostOps().read(fd, b, n, off);
+    };
+    o.extend = [](int fd, int64_t size) {
+      return !g_faults.failExtend && DefaultCacheHostOps().extend(fd, size);
+    };
+    o.diskFree = [](const char*) { return g_faults.diskFree; };
+    o.physicalMemory = [] { return g_faults.physical; };
+    o.clock = [] { return ++g_faults.clock; };  // every use is strictly later
+    return o;
+  }();
+  return ops;
+}
+
+std::vector<uint8_t> Bytes(int size, int seed) {
+  std::vector<uint8_t> v(size);
+  std::mt19937 rng(seed);
+  for (auto& b : v) b = static_cast<uint8_t>(rng());
+  return v;
+}
+
+class DiskCache : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/vela_cache_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir_ = pattern;
+    Paths().tempDir = dir_ + "/";
+    g_faults = Faults{};
+    g_messages.clear();
+    old_sink_ = SetMessageSink(Record);
+    SetCacheHostOps(&TestOps());
+  }
+  void TearDown() override {
+    CacheStop();
+    SetCacheHostOps(nullptr);
+    SetMessageSink(old_sink_);
+    std::system(("rm -rf " + dir_).c_str());
+  }
+  void Start(int64_t limit) { ASSERT_EQ(CacheStartWithLimit(limit), 1); }
+  int32_t Put(const std::vector<uint8_t>& v, int mode = 0) {
+    int32_t key = NextKey();
+    EXPECT_EQ(CachePut(key, v.data(), static_cast<int32_t>(v.size()), mode), 1);
+    return key;
+  }
+  std::vector<uint8_t> Get(int32_t key, int size, int noLoad = 0) {
+    std::vector<uint8_t> out(size);
+    if (!CacheGet(key, out.data(), size, noLoad)) return {};
+    return out;
+  }
+  bool Seen(const std::string& text) {
+    for (auto& m : g_messages)
+      if (m == text) return true;
+    return false;
+  }
+
+  std::string dir_;
+  MessageSink old_sink_ = nullptr;
+};
+
+TEST_F(DiskCache, KeepsBytesOfEverySizeInMemory) {
+  Start(4 << 20);
+  std::map<int32_t, std::vector<uint8_t>> kept;
+  int64_t total = 0;
+  for (int size : {1, 511, 512, 513, 1024, 5000, 70000}) {
+    auto v = Bytes(size, size);
+    kept[Put(v)] = v;
+    total += size;
+  }
+  for (auto& [key, v] : kept) {
+    EXPECT_EQ(Get(key, static_cast<int>(v.size())), v);
+    EXPECT_EQ(CacheWhere(key), 1);
+    EXPECT_EQ(CacheCompare(key, v.data(), static_cast<int32_t>(v.size())), 1);
+    auto changed = v;
+    changed.back() ^= 1;
+    EXPECT_EQ(CacheCompare(key, changed.data(), static_cast<int32_t>(v.size())), 0);
+    EXPECT_EQ(CacheCompare(key, v.data(), static_cast<int32_t>(v.size()) - 1), 0);
+    std::vector<uint8_t> small(v.size() - 1);
+    EXPECT_EQ(CacheGet(key, small.data(), static_cast<int32_t>(small.size()), 0), 0);
+  }
+  EXPECT_EQ(CacheStats(0), total);
+  EXPECT_EQ(CacheStats(1), 0);
+  EXPECT_EQ(CacheStats(2), 1024 * 512);
+  EXPECT_EQ(g_faults.writes, 0);
+
+  // An entry of size 0 exists but has nothing to give.
+  int32_t empty = NextKey();
+  EXPECT_EQ(CachePut(empty, nullptr, 0, 0), 1);
+  uint8_t byte;
+  EXPECT_EQ(CacheGet(empty, &byte, 1, 0), 0);
+  EXPECT_EQ(CacheWhere(empty), 0);
+  EXPECT_EQ(CacheGet(NextKey(), &byte, 1, 0), 0);
+}
+
+TEST_F(DiskCache, SizeZeroSendsEverythingThroughTheFile) {
+  Start(0);
+  std::string path = CacheFilePath();
+  EXPECT_EQ(path.rfind(dir_ + "/VELA" + std::to_string(getpid()) + ".", 0), 0u) << path;
+  struct stat st;
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+
+  auto a = Bytes(1500, 1), b = Bytes(512, 2);
+  int32_t ka = Put(a), kb = Put(b);
+  EXPECT_EQ(CacheStats(0), 0);
+  EXPECT_EQ(CacheStats(1), 2012);
+  EXPECT_EQ(CacheStats(2), 0);
+  EXPECT_EQ(CacheStats(3), 0x40000);  // the file grows by 512 blocks
+  EXPECT_EQ(CacheWhere(ka), 2);
+  EXPECT_EQ(Get(ka, 1500), a);
+  EXPECT_EQ(Get(kb, 512), b);
+  EXPECT_EQ(CacheCompare(ka, a.data(), 1500), 1);
+  a[1499] ^= 0x80;
+  EXPECT_EQ(CacheCompare(ka, a.data(), 1500), 0);
+  EXPECT_EQ(CacheWhere(ka), 2);  // nothing could be loaded back
+
+  // Memory only: refused and gone.
+  auto c = Bytes(100, 3);
+  int32_t kc = NextKey();
+  EXPECT_EQ(CachePut(kc, c.data(), 100, 2), 0);
+  EXPECT_TRUE(Get(kc, 100).empty());
+
+  CacheStop();
+  EXPECT_NE(stat(path.c_str(), &st), 0);
+}
+
+TEST_F(DiskCache, EvictsTheOldestFirstAndWritesOnlyOnce) {
+  Start(1024 * 512);  // one slab
+  const int size = 200 * 512;
+  std::vector<int32_t> keys;
+  for (int i = 0; i < 5; ++i) keys.push_back(Put(Bytes(size, i)));
+  for (int32_t k : keys) EXPECT_EQ(CacheWhere(k), 1);
+  EXPECT_EQ(g_faults.writes, 0);
+
+  keys.push_back(Put(Bytes(size, 5)));
+  EXPECT_EQ(CacheWhere(keys[0]), 2);
+  for (int i = 1; i < 6; ++i) EXPECT_EQ(CacheWhere(keys[i]), 1) << i;
+
+  // Reading the first back makes room by sending out the next oldest, and marks it new.
+  EXPECT_EQ(Get(keys[0], size), Bytes(size, 0));
+  EXPECT_EQ(CacheWhere(keys[0]), 3);
+  EXPECT_EQ(CacheWhere(keys[1]), 2);
+
+  // Idle writing copies the oldest entry without a disk copy and keeps it in memory...
+  ASSERT_EQ(CacheWriteOne(), 1);
+  EXPECT_EQ(CacheWhere(keys[2]), 3);
+  int writes = g_faults.writes;
+  // ...so its later eviction costs no write.
+  Put(Bytes(size, 6));
+  EXPECT_EQ(CacheWhere(keys[2]), 2);
+  EXPECT_EQ(g_faults.writes, writes);
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(Get(keys[i], size, 1), Bytes(size, i)) << i;
+
+  // No entry left without a disk copy: nothing to do.
+  while (CacheWriteOne()) {
+  }
+  EXPECT_EQ(CacheWriteOne(), 0);
+}
+
+TEST_F(DiskCache, ModesOneAndTwo) {
+  Start(1024 * 512);
+  const int size = 300 * 512;
+  int32_t a = Put(Bytes(size, 1), 2), b = Put(Bytes(size, 2), 0), c = Put(Bytes(size, 3), 0);
+  // Mode 1 does not push others out when memory lacks.
+  int32_t d = Put(Bytes(size, 4), 1);
+  EXPECT_EQ(CacheWhere(d), 2);
+  EXPECT_EQ(CacheWhere(a), 1);
+  // Mode 0 evicts; the discardable oldest is dropped, not written.
+  int32_t e = Put(Bytes(size, 5), 0);
+  EXPECT_EQ(CacheWhere(e), 1);
+  EXPECT_EQ(CacheWhere(a), 0);
+  EXPECT_TRUE(Get(a, size).empty());
+  EXPECT_EQ(Get(b, size), Bytes(size, 2));
+  EXPECT_EQ(Get(c, size), Bytes(size, 3));
+  EXPECT_EQ(Get(d, size), Bytes(size, 4));
+  // Discardable entries are never written in idle time.
+  int32_t f = NextKey();
+  EXPECT_EQ(CachePut(f, Bytes(10, 6).data(), 10, 2), 1);
+  while (CacheWriteOne()) {
+  }
+  EXPECT_EQ(CacheWhere(f), 1);
+}
+
+TEST_F(DiskCache, PutAgainWithANewSizeFreesTheOldBlocks) {
+  Start(0);
+  int32_t k = Put(Bytes(5000, 1));
+  const int64_t freeBlocks = GetCacheCounts().diskFree;
+  auto small = Bytes(100, 2);
+  ASSERT_EQ(CachePut(k, small.data(), 100, 0), 1);
+  EXPECT_EQ(GetCacheCounts().diskFree, freeBlocks + 10 - 1);
+  EXPECT_EQ(CacheStats(1), 100);
+  EXPECT_EQ(Get(k, 100), small);
+  EXPECT_TRUE(Get(k, 99).empty());
+
+  CacheSetLimit(1024 * 512);
+  auto big = Bytes(20000, 3);
+  ASSERT_EQ(CachePut(k, big.data(), 20000, 0), 1);
+  EXPECT_EQ(CacheWhere(k), 1);
+  EXPECT_EQ(CacheStats(1), 0);
+  EXPECT_EQ(CacheStats(0), 20000);
+  ASSERT_EQ(CachePut(k, small.data(), 100, 0), 1);
+  EXPECT_EQ(CacheStats(0), 100);
+  EXPECT_EQ(GetCacheCounts().freeCount, 1023);
+}
+
+TEST_F(DiskCache, DeletedKeysAreGoneBeforeAndAfterCompaction) {
+  Start(4 << 20);
+  std::vector<int32_t> keys;
+  for (int i = 0; i < 300; ++i) keys.push_back(Put(Bytes(600, i)));
+  EXPECT_EQ(CacheDelete(keys[10]), 1);
+  EXPECT_EQ(CacheDelete(keys[10]), 0);
+  EXPECT_TRUE(Get(keys[10], 600).empty());
+  EXPECT_EQ(CacheCompare(keys[10], Bytes(600, 10).data(), 600), 0);
+  EXPECT_EQ(GetCacheCounts().tombstones, 1);
+  for (int i = 0; i < 256; ++i)
+    if (i != 10) CacheDelete(keys[i]);
+  EXPECT_EQ(GetCacheCounts().tombstones, 256);
+  EXPECT_EQ(GetCacheCounts().entries, 300);
+  CacheDelete(keys[256]);
+  EXPECT_EQ(GetCacheCounts().tombstones, 0);
+  EXPECT_EQ(GetCacheCounts().entries, 43);
+  for (int i = 0; i < 300; ++i) EXPECT_EQ(Get(keys[i], 600).empty(), i <= 256) << i;
+  // A deleted key may be put again, also after its tombstone was swept away.
+  auto v = Bytes(40, 7);
+  ASSERT_EQ(CachePut(keys[3], v.data(), 40, 0), 1);
+  EXPECT_EQ(Get(keys[3], 40), v);
+  EXPECT_EQ(Get(keys[299], 600), Bytes(600, 299));
+  EXPECT_EQ(CacheStats(0), 43 * 600 + 40);
+}
+
+// The Nth write fails, once or from then on, for N from 1 until nothing fails (N is spaced out
+// as it grows); whatever a put confirmed must read back, and nothing may leak.
+TEST_F(DiskCache, AFailingWriteLosesNothingStored) {
+  for (int failAt = 1;; failAt += 1 + failAt / 6) {
+    SCOPED_TRACE(failAt);
+    CacheStop();
+    g_faults = Faults{};
+    g_faults.failWriteAt = failAt;
+    g_faults.failWritesAfter = failAt % 2 == 0;
+    g_messages.clear();
+    Start(1024 * 512);
+    std::mt19937 rng(failAt);
+    std::map<int32_t, std::vector<uint8_t>> kept;
+    for (int i = 0; i < 24; ++i) {
+      auto v = Bytes(static_cast<int>(rng() % 90000) + 1, i);
+      int32_t key = NextKey();
+      if (CachePut(key, v.data(), static_cast<int32_t>(v.size()), i % 5 == 0 ? 1 : 0))
+        kept[key] = v;
+      else
+        EXPECT_TRUE(Get(key, static_cast<int>(v.size())).empty());
+      if (i % 7 == 0) CacheWriteOne();
+      for (auto& [k, want] : kept)
+        ASSERT_EQ(Get(k, static_cast<int>(want.size()), 1), want) << "key " << k;
+    }
+    const bool failed = g_faults.writes >= failAt;
+    EXPECT_EQ(Seen("Cache disk error"), failed);
+    g_faults.failWriteAt = 0;
+    for (auto& [k, want] : kept) ASSERT_EQ(Get(k, static_cast<int>(want.size())), want);
+    for (auto& [k, want] : kept) CacheDelete(k);
+    EXPECT_EQ(CacheStats(0), 0);
+    EXPECT_EQ(CacheStats(1), 0);
+    EXPECT_EQ(GetCacheCounts().diskFree * 512, CacheStats(3));
+    EXPECT_EQ(GetCacheCounts().freeCount, GetCacheCounts().allocated);
+    if (!failed) break;
+  }
+}
+
+TEST_F(DiskCache, AFailingReadIsReportedAndHarmless) {
+  Start(0);
+  auto v = Bytes(3000, 1);
+  int32_t k = Put(v);
+  g_faults.failReadAt = g_faults.reads + 1;
+  EXPECT_TRUE(Get(k, 3000).empty());
+  EXPECT_TRUE(Seen("Cache disk error"));
+  EXPECT_EQ(Get(k, 3000), v);
+}
+
+TEST_F(DiskCache, FileGrowthWarnsOfAFullDiskAndSurvivesAFailedExtension) {
+  g_faults.diskFree = 0x1000000;  // under the warning limit of 30 MB
+  Start(0);
+  auto v = Bytes(0x40000, 1);
+  int32_t a = Put(v);
+  EXPECT_TRUE(Seen("Warning!!!\nDisk is 99% full."));
+  EXPECT_EQ(CacheStats(3), 0x40000);
+  g_messages.clear();
+  // The next check waits for 10 MB of growth.
+  int32_t b = Put(v);
+  EXPECT_FALSE(Seen("Warning!!!\nDisk is 99% full."));
+  EXPECT_EQ(CacheStats(3), 0x80000);
+
+  g_faults.failExtend = true;
+  int32_t c = NextKey();
+  EXPECT_EQ(CachePut(c, v.data(), static_cast<int32_t>(v.size()), 0), 0);
+  EXPECT_EQ(CacheStats(3), 0x80000);
+  EXPECT_TRUE(Get(c, 0x40000).empty());
+  EXPECT_EQ(Get(a, 0x40000), v);
+  EXPECT_EQ(Get(b, 0x40000), v);
+  // Freed disk blocks are used again before the file grows.
+  CacheDelete(a);
+  EXPECT_EQ(CachePut(c, v.data(), static_cast<int32_t>(v.size()), 0), 1);
+  EXPECT_EQ(CacheStats(3), 0x80000);
+  EXPECT_EQ(Get(c, 0x40000), v);
+}
+
+TEST_F(DiskCache, AutomaticTrimFollowsPhysicalMemory) {
+  g_faults.physical = int64_t{100} << 20;
+  Start(-1);
+  const int64_t spare = static_cast<int64_t>(0.4 * (100 << 20)) - BlockBytes - CacheScratchBytes;
+  EXPECT_EQ(GetCacheCounts().quota, (spare - 0x82000) / 532);
+
+  std::vector<int32_t> keys;
+  for (int i = 0; i < 12; ++i) keys.push_back(Put(Bytes(300 * 1024, i)));
+  EXPECT_GE(GetCacheCounts().slabs, 7);
+
+  // Nothing spare any more: the quota goes to 0, memory goes back, entries stay readable. Each
+  // block given back counts 520 bytes against the target, so a few blocks stay.
+  const int64_t before = GetCacheCounts().allocated;
+  g_faults.physical = 0;
+  CacheTrim();
+  CacheCounts n = GetCacheCounts();
+  EXPECT_EQ(n.quota, 0);
+  EXPECT_LE(n.allocated, before / 50);
+  EXPECT_LE(n.slabs, 2);
+  EXPECT_LT(n.emptySlots, 2048);
+  EXPECT_GT(CacheStats(1), 0);
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(Get(keys[i], 300 * 1024), Bytes(300 * 1024, i)) << i;
+}
+
+TEST_F(DiskCache, TrimCompactsSlabsKeepingLiveBlocks) {
+  Start(3 * 1024 * 512);
+  // Three slabs, the first two then mostly given back to the free list.
+  std::vector<int32_t> keys;
+  for (int i = 0; i < 3 * 1024; ++i) keys.push_back(Put(Bytes(512, i)));
+  EXPECT_EQ(GetCacheCounts().slabs, 3);
+  for (int i = 0; i < 3 * 1024; ++i)
+    if (i % 64 != 0) CacheDelete(keys[i]);
+  CacheSetLimit(200 * 512);
+  CacheCounts n = GetCacheCounts();
+  EXPECT_GE(n.allocated, 48);
+  EXPECT_LE(n.allocated * 512, 200 * 512 + 3072 * 8);
+  EXPECT_EQ(n.slabs, 1);
+  EXPECT_EQ(n.emptySlots, 1024 - n.allocated);
+  for (int i = 0; i < 3 * 1024; i += 64) EXPECT_EQ(Get(keys[i], 512), Bytes(512, i)) << i;
+}
+
+TEST(CacheSize, ReadsTheIniValueThenANumberInMain) {
+  EXPECT_EQ(ParseCacheSize("-1", ""), -1);
+  EXPECT_EQ(ParseCacheSize("1048576", ""), 1048576);
+  EXPECT_EQ(ParseCacheSize("1048576", "/tmp/"), 1048576);
+  EXPECT_EQ(ParseCacheSize("-1", "2000000"), 2000000);
+  EXPECT_EQ(ParseCacheSize("-1", "0"), 0);
+  EXPECT_EQ(ParseCacheSize("lots", nullptr), -1);
+  EXPECT_EQ(ParseCacheSize("12abc", "12 monkeys"), -1);
+}
+
+TEST_F(DiskCache, KeysOnlyGrow) {
+  int32_t a = NextKey(), b = NextKey();
+  EXPECT_GT(b, a);
+  EXPECT_GT(a, 0);
+}
+
+TEST_F(DiskCache, TheScratchFileGoesOnSigterm) {
+  int pipefd[2];
+  ASSERT_EQ(pipe(pipefd), 0);
+  pid_t child = fork();
+  if (child == 0) {
+    SetCacheHostOps(nullptr);
+    if (CacheStartWithLimit(0) != 1) _exit(3);
+    auto v = Bytes(1000, 1);
+    CachePut(NextKey(), v.data(), 1000, 0);
+    std::string path = CacheFilePath();
+    if (write(pipefd[1], path.c_str(), path.size()) < 0) _exit(4);
+    close(pipefd[1]);
+    raise(SIGTERM);
+    _exit(5);
+  }
+  close(pipefd[1]);
+  char buf[4200] = {};
+  ASSERT_GT(read(pipefd[0], buf, sizeof buf - 1), 0);
+  close(pipefd[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
+  EXPECT_EQ(std::string(buf).rfind(dir_, 0), 0u);
+  struct stat st;
+  EXPECT_NE(stat(buf, &st), 0) << buf;
+}
+
+}  // namespace
+}  // namespace vela
