@@ -59,7 +59,7 @@ TEST(PixelRLE, RoundTripsRandomRowsOfFewColours) {
   std::mt19937 rng(1234);
   for (int trial = 0; trial < 2000; ++trial) {
     std::vector<Pixel> row(rng() % 400);
-    const Pixel palette[3] = {0, 0xFFFFFFFF, rng()};
+    const Pixel palette[3] = {0, 0xFFFFFFFF, static_cast<Pixel>(rng())};
     for (auto& p : row) {
       if (rng() % 4 == 0)
         p = rng();
