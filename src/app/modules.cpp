@@ -1,6 +1,7 @@
 #include "app/modules.h"
 
 #include "pixels/block.h"
+#include "pixels/disk_cache.h"
 #include "pixels/display.h"
 #include "project/page.h"
 #include "project/point_step.h"
@@ -11,6 +12,17 @@
 namespace vela {
 
 namespace {
+
+bool StartCache() {
+  if (!CacheStart()) return false;
+  SetAllocTrimHook(CacheTrim);
+  return true;
+}
+
+void StopCache() {
+  SetAllocTrimHook(nullptr);
+  CacheStop();
+}
 
 bool SavePage(const char* path, std::string* error) {
   return WriteBlockPng(Ws.page, path, error);
@@ -33,6 +45,7 @@ const SettingsStep kSave[] = {
 
 const SettingsStep kRelease[] = {
     {"page", ReleasePage},
+    {"cache", StopCache},
     {"pixel tables", FreePixelTables},
 };
 
@@ -43,6 +56,7 @@ const RunHooks& ProgramHooks() {
     RunHooks h;
     h.init = kInit;
     h.openGraphics = OpenGraphicsBlocks;
+    h.startCache = StartCache;
     h.makePage = MakePage;
     h.redrawAll = RedrawAll;
     h.beforeLoop = SnapshotUndo;
@@ -52,6 +66,7 @@ const RunHooks& ProgramHooks() {
     h.savePagePng = SavePage;
     SetPointStep(PointStep);
     Loop().saveUndo = SnapshotUndo;
+    Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     return h;
   }();
   return hooks;

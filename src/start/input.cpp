@@ -1,5 +1,6 @@
 #include "start/input.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>

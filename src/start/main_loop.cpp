@@ -1,6 +1,7 @@
 #include "start/main_loop.h"
 
 #include <algorithm>
+#include <csignal>
 #include <vector>
 
 #include "host/host.h"
@@ -15,6 +16,7 @@ int CurrentTool = kToolDraw;
 int AntialiasOn = 0;
 int GridOn = 0;
 int ToolPressure = 255;
+volatile std::sig_atomic_t SignalQuit = 0;
 uint32_t RefreshCounter[2] = {0, 0};
 
 namespace {
@@ -32,6 +34,7 @@ struct LoopState {
   ToolHandler pointStep = nullptr;
   std::vector<IdleEntry> idle;
   bool undoReady = false;
+  uint32_t lastSum = 0;  // the stamp sum the refresh stage last saw
   int lastStepX = 0, lastStepY = 0;
 };
 LoopState g_loop;
@@ -42,6 +45,21 @@ constexpr double kCacheDelay = 2.5;
 constexpr double kCacheSlice = 0.05;
 
 bool AskQuit() { return !Loop().confirmQuit || Loop().confirmQuit(); }
+
+void (*g_oldInt)(int) = SIG_DFL;
+void (*g_oldTerm)(int) = SIG_DFL;
+
+void OnSignal(int sig) {
+  // The first signal ends the run in order; a second one, if the loop is stuck, goes to the
+  // handler that was there before (which removes the cache's scratch file) and ends the process.
+  if (SignalQuit) {
+    void (*old)(int) = sig == SIGINT ? g_oldInt : g_oldTerm;
+    std::signal(sig, old == SIG_IGN || old == SIG_ERR ? SIG_DFL : old);
+    std::raise(sig);
+    return;
+  }
+  SignalQuit = 1;
+}
 
 uint32_t StampSum() { return Stamp + RefreshCounter[0] + RefreshCounter[1]; }
 
@@ -54,8 +72,7 @@ void IdleStage() {
   double start = TimeNow();
   double mark = start;
   bool bubbleDone = false, refreshDone = false, cacheDone = false;
-  static uint32_t lastSum = 0;
-  while (!ExitFlag && !QuitRequest) {
+  while (!ExitFlag && !QuitRequest && !SignalQuit) {
     WaitEvent(2);
     if (HostWaitEvent(0) || InjectedPending()) return;
     double now = TimeNow();
@@ -66,7 +83,7 @@ void IdleStage() {
     if (!refreshDone && now - mark >= kRefreshDelay) {
       refreshDone = true;
       uint32_t sum = StampSum();
-      if (sum != lastSum) {
+      if (sum != g_loop.lastSum) {
         for (size_t i = 0; i < g_loop.idle.size(); ++i) {
           IdleEntry& e = g_loop.idle[i];
           if (e.stamp == sum) continue;
@@ -74,7 +91,7 @@ void IdleStage() {
           e.fn();
           if (ReadEvents(1) > 0) return;
         }
-        lastSum = sum;
+        g_loop.lastSum = sum;
       }
     }
     if (!cacheDone && now - start >= kCacheDelay) {
@@ -223,7 +240,11 @@ void MainLoop() {
   Ws.drawMode = 0;
   if (!AntialiasOn) SelectGadget(45, 0);
   if (Loop().beginLoop) Loop().beginLoop();
+  SignalQuit = 0;
+  g_oldInt = std::signal(SIGINT, OnSignal);
+  g_oldTerm = std::signal(SIGTERM, OnSignal);
   while (!ExitFlag) {
+    if (SignalQuit) break;
     int allow = !(In.leftDown || In.rightDown);
     BreakFlag = 0;
     int count = ReadEvents(allow);
@@ -257,6 +278,9 @@ void MainLoop() {
       if (AskQuit()) ExitFlag = 1;
     }
   }
+  std::signal(SIGINT, g_oldInt);
+  std::signal(SIGTERM, g_oldTerm);
+  ExitFlag = 1;
 }
 
 }  // namespace vela

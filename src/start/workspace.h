@@ -8,7 +8,7 @@ namespace vela {
 struct Block;
 struct Window;
 struct Gadget;
-struct BrushRecord;
+struct Brush;
 
 using Pixel = uint32_t;
 
@@ -51,7 +51,7 @@ struct Workspace {
   Block* page;
   void* cursorState;
   void* lineState;
-  BrushRecord* brush;
+  Brush* brush;
   Window* frontWindow;
   Window* backWindow;
   Window* hotWindow;

@@ -146,3 +146,38 @@ TEST_F(HeadlessRun, UnwritableOutputFailsTheRun) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(HeadlessRun, EventFilesRepeatByteForByteAndPaint) {
+  fs::path events = dir_ / "ev.txt";
+  std::ofstream(events) << "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
+                           "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n";
+  std::string args = "PageWidth=320 PageHeight=200 --events '" + events.string() + "' ";
+  fs::path a = dir_ / "a.png", b = dir_ / "b.png", page = dir_ / "page.png";
+  ASSERT_EQ(Run(args + "--screenshot '" + a.string() + "' --save-page '" + page.string() + "'"), 0) << Err();
+  ASSERT_EQ(Run(args + "--screenshot '" + b.string() + "'"), 0) << Err();
+  EXPECT_EQ(Slurp(a), Slurp(b));
+
+  Png png;
+  ASSERT_TRUE(ReadPng(page, &png));
+  auto argb = [&](int x, int y) {
+    const uint8_t* p = png.At(x, y);
+    return (static_cast<uint32_t>(p[3]) << 24) | (p[0] << 16) | (p[1] << 8) | p[2];
+  };
+  // Page origin is (480, 300): the press dot, the dragged batch's dot, and a right-button dot.
+  EXPECT_EQ(argb(20, 20), 0xFFFF0000u);
+  EXPECT_EQ(argb(23, 22), 0xFFFF0000u);
+  EXPECT_EQ(argb(60, 50), 0xFF000000u);
+  EXPECT_EQ(argb(21, 21), 0u);
+}
+
+TEST_F(HeadlessRun, BadEventFileStopsTheRunWithItsReason) {
+  fs::path events = dir_ / "ev.txt";
+  std::ofstream(events) << "move 1 1\nfly away\n";
+  EXPECT_EQ(Run("--events '" + events.string() + "'"), 1);
+  EXPECT_NE(Err().find("line 2"), std::string::npos) << Err();
+  EXPECT_EQ(Run("--events '" + (dir_ / "none.txt").string() + "'"), 1);
+}
+
+}  // namespace

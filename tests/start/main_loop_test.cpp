@@ -1,0 +1,268 @@
+// The event path and the main loop, driven by headless event files on the virtual clock.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/host.h"
+#include "start/input.h"
+#include "start/main_loop.h"
+#include "start/tablet.h"
+#include "start/workspace.h"
+
+namespace vela {
+namespace {
+
+struct Record {
+  std::vector<std::string> log;
+  std::vector<int> wheel;
+  std::vector<double> times;
+};
+Record* g_rec = nullptr;
+
+class LoopTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HostConfig hc;
+    hc.headless = true;
+    hc.width = 200;
+    hc.height = 100;
+    std::string err;
+    ASSERT_TRUE(HostOpen(hc, &err)) << err;
+    ResetInput();
+    Ws = Workspace{};
+    Input() = InputHooks{};
+    Loop() = LoopHooks{};
+    Tablet() = TabletState{};
+    SetPointStep(nullptr);
+    for (int t = 0; t < 64; ++t) SetToolHandler(t, nullptr);
+    SetToolHook(nullptr);
+    SelectTool(kToolDraw);
+    g_rec = &rec_;
+    QuitRequest = 0;
+    HostHoldOpen(true);  // batches are read by hand; MainLoop tests let the feed end the run
+  }
+  void TearDown() override {
+    HostHoldOpen(false);
+    HostClose();
+    g_rec = nullptr;
+  }
+  void Load(const std::string& text) {
+    std::string err;
+    ASSERT_TRUE(HostLoadEvents(text, &err)) << err;
+  }
+  // Reads one batch and dispatches it, as the loop does before a tool step.
+  int Batch() {
+    int n = ReadEvents(!(In.leftDown || In.rightDown));
+    return n;
+  }
+  Record rec_;
+};
+
+TEST_F(LoopTest, ButtonEdgesEndTheBatchAndAreNeverMerged) {
+  Load("move 10 10\nmove 11 10\ndown left\nup left\nmove 12 12\n");
+  EXPECT_EQ(Batch(), 1);  // two moves then the press: the press ends the batch
+  EXPECT_TRUE(In.leftDown);
+  EXPECT_TRUE(In.leftEdge);
+  EXPECT_EQ(In.clickState, 1);
+  EXPECT_EQ(In.winX, 11);
+  In.clickState = 0;
+  EXPECT_EQ(Batch(), 1);  // the release alone
+  EXPECT_FALSE(In.leftDown);
+  EXPECT_FALSE(In.leftEdge);
+  EXPECT_EQ(In.clickState, -1);
+  In.clickState = 0;
+  EXPECT_EQ(Batch(), -1);  // only a move
+  EXPECT_EQ(In.winX, 12);
+  EXPECT_EQ(Batch(), 0);
+}
+
+TEST_F(LoopTest, SecondButtonIsIgnoredUntilTheFirstIsUp) {
+  Load("down right\ndown left\n");
+  Batch();
+  EXPECT_TRUE(In.rightDown);
+  In.clickState = 0;
+  Batch();
+  EXPECT_FALSE(In.leftDown);
+  EXPECT_FALSE(In.leftEdge);
+  EXPECT_EQ(In.clickState, 0);
+  Load("up left\nup right\n");
+  Batch();
+  EXPECT_FALSE(In.rightDown);
+  EXPECT_EQ(In.clickState, -2);  // the stray left release changed nothing
+}
+
+TEST_F(LoopTest, AltLeftDrawsAsRightAndReleasesAsRight) {
+  // Alt is let go before the release, which must still be a right release.
+  HostEvent down;
+  down.type = HostEventType::ButtonDown;
+  down.button = kButtonLeft;
+  down.qualifiers = kQualAlt;
+  HostEvent up = down;
+  up.type = HostEventType::ButtonUp;
+  up.qualifiers = 0;
+  HostPushEvent(down);
+  HostPushEvent(up);
+  InputEvent e;
+  ASSERT_TRUE(PollEvent(0, &e));
+  EXPECT_EQ(e.code, kRightDown);
+  ASSERT_TRUE(PollEvent(0, &e));
+  EXPECT_EQ(e.code, kRightUp);
+}
+
+TEST_F(LoopTest, WheelIsIgnoredDuringAStroke) {
+  Input().wheelTool = [](int s) { g_rec->wheel.push_back(s); };
+  Load("wheel 1\ndown left\nwheel -1\nup left\nwheel -2\n");
+  while (Batch() != 0) In.clickState = 0;
+  EXPECT_EQ(rec_.wheel, (std::vector<int>{1, -1}));
+}
+
+TEST_F(LoopTest, InjectedEventsWaitForTheButtonRelease) {
+  Input().pasteImage = [](void*) { g_rec->log.push_back("paste"); };
+  SetPointStep([] {
+    if (In.leftEdge) {
+      QueueClipboardImage(nullptr);
+      g_rec->log.push_back("press");
+    }
+    if (In.clickState == -1) g_rec->log.push_back("release");
+  });
+  Load("move 5 5\ndown left\nmove 6 6\nwait 100\nmove 7 7\nwait 100\nup left\nwait 50\n");
+  HostHoldOpen(false);
+  MainLoop();
+  EXPECT_EQ(rec_.log, (std::vector<std::string>{"press", "release", "paste"}));
+}
+
+TEST_F(LoopTest, IdleStagesFireInOrderOnTheVirtualClock) {
+  Loop().bubbleTimer = [] { g_rec->log.push_back("bubble"), g_rec->times.push_back(TimeNow()); };
+  AddIdleFunction([] { g_rec->log.push_back("refresh"), g_rec->times.push_back(TimeNow()); });
+  static int writes;
+  writes = 0;
+  Loop().cacheWriteOne = [] {
+    if (writes++ == 0) g_rec->log.push_back("cache"), g_rec->times.push_back(TimeNow());
+    return writes < 3;
+  };
+  // A dot changes the image, which is what the refresh stage looks for.
+  SetPointStep([] { Stamp += In.leftEdge; });
+  Load("move 1 1\ndown left\nup left\nwait 3000\nmove 2 2\n");
+  HostHoldOpen(false);
+  MainLoop();
+  RemoveIdleFunction(nullptr);
+  ASSERT_EQ(rec_.log, (std::vector<std::string>{"bubble", "refresh", "cache"}));
+  EXPECT_NEAR(rec_.times[0], 0.45, 0.021);
+  EXPECT_NEAR(rec_.times[1], 0.50, 0.021);
+  EXPECT_NEAR(rec_.times[2], 2.50, 0.021);
+  EXPECT_EQ(writes, 3);  // writing goes on while the cache has more
+}
+
+TEST_F(LoopTest, DeleteSetsBreakUnlessBusyAndOtherKeysClearIt) {
+  std::vector<int> keys;
+  static std::vector<int>* seen;
+  seen = &keys;
+  Input().keyMap = [](int code, int) { seen->push_back(code); };
+  Load("key Delete\n");
+  Batch();
+  EXPECT_EQ(BreakFlag, 1);
+  EXPECT_EQ(keys, (std::vector<int>{kKeyDelete, kKeyDelete + kKeyRelease}));
+  Load("key A\n");
+  Batch();
+  EXPECT_EQ(BreakFlag, 0);
+  BusyMode = 1;
+  Load("key Delete\nkey shift+ctrl+B\n");
+  Batch();
+  EXPECT_EQ(BreakFlag, 0);
+  EXPECT_EQ(BusyMode, 0);  // shift + control leaves busy mode, and nothing else happens
+  ASSERT_EQ(keys.size(), 5u);
+  EXPECT_EQ(keys.back(), 'B' + kKeyRelease);
+}
+
+TEST_F(LoopTest, LockedDisplayOnlyListensForSpace) {
+  std::vector<int> keys;
+  static std::vector<int>* seen;
+  seen = &keys;
+  Input().keyMap = [](int code, int) { seen->push_back(code); };
+  DisplayLocked = 1;
+  Load("key A\nkey Space\nkey B\n");
+  while (Batch() != 0) {}
+  EXPECT_EQ(DisplayLocked, 0);
+  EXPECT_EQ(keys, (std::vector<int>{kKeySpace + kKeyRelease, 'B', 'B' + kKeyRelease}));
+}
+
+TEST_F(LoopTest, HookStepDecidesWhetherTheToolRuns) {
+  static int toolRuns, ends;
+  toolRuns = ends = 0;
+  static int answer;
+  SetToolHandler(kToolDraw, [] { ++toolRuns; });
+  ToolHook hook;
+  hook.step = [] { return answer; };
+  hook.end = [] { ++ends; };
+  SetToolHook(&hook);
+  answer = 0;
+  ToolStep();
+  EXPECT_EQ(toolRuns, 0);
+  answer = kRunTool;
+  ToolStep();
+  EXPECT_EQ(toolRuns, 1);
+  SetToolHook(&hook);  // a new hook ends the old one
+  EXPECT_EQ(ends, 1);
+  SetToolHook(nullptr);
+  EXPECT_EQ(ends, 2);
+  EXPECT_EQ(CurrentToolHook(), nullptr);
+  // Tools beyond the table and those without a handler take the point step.
+  static int points;
+  points = 0;
+  SetPointStep([] { ++points; });
+  SelectTool(99);
+  ToolStep();
+  SelectTool(kToolLine);
+  ToolStep();
+  EXPECT_EQ(points, 2);
+  EXPECT_EQ(toolRuns, 1);
+}
+
+TEST_F(LoopTest, TabletPressureIsHeldForTenEventsThenDefaults) {
+  static int packetsLeft;
+  packetsLeft = 2;
+  Tablet().open = true;
+  Tablet().source = [](HostTabletPacket* out, int) {
+    if (packetsLeft-- <= 0) return 0;
+    out[0] = HostTabletPacket{};
+    out[0].pressure = 512;
+    out[0].pressureMax = 1023;
+    out[0].x = (3 << 16) + 0x4000;  // sub-pixel from the pen
+    return 1;
+  };
+  std::vector<int> pressures;
+  for (int i = 0; i < 14; ++i) {
+    InputEvent e{};
+    TabletRead(&e);
+    pressures.push_back(e.pressure);
+    if (i == 0) {
+      EXPECT_EQ(e.pressureLow, e.pressure);  // equal fields mark a tablet
+      EXPECT_EQ(e.x, (3 << 16) + 0x4000);
+      EXPECT_EQ(e.moved, 1);
+    }
+  }
+  int p = 512 * 255 / 1023;
+  std::vector<int> want(12, p);
+  want.push_back(255);
+  want.push_back(255);
+  EXPECT_EQ(pressures, want);
+  // Without a tablet every event has 255 and 0.
+  Tablet().open = false;
+  InputEvent e{};
+  TabletRead(&e);
+  EXPECT_EQ(e.pressure, 255);
+  EXPECT_EQ(e.pressureLow, 0);
+}
+
+TEST_F(LoopTest, EventFilePressureReachesTheInputState) {
+  Tablet().open = true;
+  Tablet().source = HostTabletPackets;
+  Load("pressure 100\nmove 4 4\ndown left\npressure none\nmove 5 5\n");
+  Batch();
+  EXPECT_EQ(In.pressure, 100);
+  EXPECT_EQ(In.pressureLow, 100);
+}
+
+}  // namespace
+}  // namespace vela
