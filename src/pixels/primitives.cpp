@@ -4,6 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "start/message.h"
 #include "start/workspace.h"
 
@@ -53,6 +57,25 @@ size_t Words(int n) {
   return static_cast<size_t>(n) * sizeof(Pixel);
 }
 
+// Aligned 64-byte stores; the compiler's own loop leaves half the store bandwidth unused.
+void FillWords(Pixel* p, size_t n, Pixel value) {
+#if defined(__SSE2__)
+  while (n && (reinterpret_cast<uintptr_t>(p) & 15)) {
+    *p++ = value;
+    --n;
+  }
+  const __m128i v = _mm_set1_epi32(static_cast<int>(value));
+  for (; n >= 16; n -= 16, p += 16) {
+    auto* q = reinterpret_cast<__m128i*>(p);
+    _mm_store_si128(q, v);
+    _mm_store_si128(q + 1, v);
+    _mm_store_si128(q + 2, v);
+    _mm_store_si128(q + 3, v);
+  }
+#endif
+  std::fill_n(p, n, value);
+}
+
 }  // namespace
 
 int PutPixel(Block* block, int x, int y, Pixel pixel) {
@@ -71,7 +94,7 @@ Pixel GetPixel(const Block* block, int x, int y) {
 }
 
 void FillBlock(Block* block, Pixel pixel) {
-  std::fill_n(block->data, static_cast<size_t>(block->width) * block->height, pixel);
+  FillWords(block->data, static_cast<size_t>(block->width) * block->height, pixel);
 }
 
 void FillRect(Block* block, int x0, int y0, int x1, int y1, Pixel pixel) {
@@ -80,10 +103,10 @@ void FillRect(Block* block, int x0, int y0, int x1, int y1, Pixel pixel) {
   if (pixel == kBackgroundToken) pixel = Ws.sysColors[BACKGROUNDCOLOR];
   int w = s.x1 - s.x0 + 1;
   if (w == block->width) {
-    std::fill_n(block->Row(s.y0), static_cast<size_t>(w) * (s.y1 - s.y0 + 1), pixel);
+    FillWords(block->Row(s.y0), static_cast<size_t>(w) * (s.y1 - s.y0 + 1), pixel);
     return;
   }
-  for (int y = s.y0; y <= s.y1; ++y) std::fill_n(block->Row(y) + s.x0, w, pixel);
+  for (int y = s.y0; y <= s.y1; ++y) FillWords(block->Row(y) + s.x0, w, pixel);
 }
 
 void InvertRect(Block* block, int x0, int y0, int x1, int y1) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -100,20 +99,6 @@ TEST_F(BlockTest, DamagedGuardReportsAndFreesNothing) {
   FreeBlock(b);
   EXPECT_EQ(BlockBytes, before);
   EXPECT_EQ(g_messages.size(), 1u);
-}
-
-TEST_F(BlockTest, PixelHelpersPackChannels) {
-  Pixel p = MakePixel(0x80, 0x40, 0x20, 0x10);
-  EXPECT_EQ(p, 0x80402010u);
-  EXPECT_EQ(Alpha(p), 0x80);
-  EXPECT_EQ(Red(p), 0x40);
-  EXPECT_EQ(Green(p), 0x20);
-  EXPECT_EQ(Blue(p), 0x10);
-  uint8_t bytes[4];
-  std::memcpy(bytes, &p, 4);
-  EXPECT_EQ(bytes[0], 0x10);  // blue first in memory
-  EXPECT_EQ(bytes[3], 0x80);
-  EXPECT_EQ(PenPixel(1, 2, 3), 0xFF010203u);
 }
 
 }  // namespace

@@ -61,6 +61,22 @@ TEST(PrimitivesTest, FillRectClipsAndOrdersCorners) {
   EXPECT_NE(b->data[48], 0xFFABCDEFu);
 }
 
+TEST(PrimitivesTest, FillRectMatchesAPlainLoopAtAnyAlignment) {
+  std::mt19937 rng(3);
+  BlockPtr b(NewBlock(70, 9));
+  std::vector<Pixel> want(70 * 9, 0);
+  for (int n = 0; n < 500; ++n) {
+    int x0 = static_cast<int>(rng() % 80) - 5, x1 = static_cast<int>(rng() % 80) - 5;
+    int y0 = static_cast<int>(rng() % 12) - 2, y1 = static_cast<int>(rng() % 12) - 2;
+    Pixel p = rng() | 0x01000000;
+    FillRect(b.get(), x0, y0, x1, y1, p);
+    for (int y = std::max(0, std::min(y0, y1)); y <= std::min(8, std::max(y0, y1)); ++y)
+      for (int x = std::max(0, std::min(x0, x1)); x <= std::min(69, std::max(x0, x1)); ++x)
+        want[y * 70 + x] = p;
+    ASSERT_EQ(Pixels(b.get()), want) << x0 << "," << y0 << " " << x1 << "," << y1;
+  }
+}
+
 TEST(PrimitivesTest, BackgroundTokenIsOnlyTheTransparentWord) {
   Pixel saved = Ws.sysColors[BACKGROUNDCOLOR];
   Ws.sysColors[BACKGROUNDCOLOR] = 0xFF123456;
