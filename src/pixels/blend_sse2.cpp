@@ -53,7 +53,8 @@ void Sse2Over(const Pixel* src, Pixel* dst, int width, int) {
     __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(dst + i));
     __m128i keep = KeepBelow(d, AlphaWords(_mm_unpacklo_epi8(s, zero)),
                              AlphaWords(_mm_unpackhi_epi8(s, zero)));
-    __m128i out = Select(clear, d, _mm_adds_epu8(keep, s));
+    __m128i out = _mm_adds_epu8(keep, s);
+    if (_mm_movemask_epi8(clear)) out = Select(clear, d, out);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), out);
   }
   for (; i < width; ++i) dst[i] = OverPixel(dst[i], src[i]);
@@ -74,8 +75,11 @@ void Sse2ScaledOver(const Pixel* src, Pixel* dst, int width, int opacity) {
     __m128i scaled = _mm_packus_epi16(lo, hi);
     __m128i out = _mm_adds_epu8(KeepBelow(d, AlphaWords(lo), AlphaWords(hi)), scaled);
     __m128i empty = _mm_cmpeq_epi32(_mm_and_si128(d, alphaMask), zero);
-    out = Select(empty, scaled, out);
-    out = Select(clear, d, out);
+    // Most groups have neither a clear pixel above nor an empty one below.
+    if (_mm_movemask_epi8(_mm_or_si128(clear, empty))) {
+      out = Select(empty, scaled, out);
+      out = Select(clear, d, out);
+    }
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), out);
   }
   for (; i < width; ++i) dst[i] = ScaledOverPixel(dst[i], src[i], opacity);
