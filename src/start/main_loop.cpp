@@ -73,7 +73,9 @@ void IdleStage() {
   double mark = start;
   bool bubbleDone = false, refreshDone = false, cacheDone = false;
   while (!ExitFlag && !QuitRequest && !SignalQuit) {
-    WaitEvent(2);
+    // Headless, once every stage has run, the clock may jump straight to the next event.
+    if (HostHeadless() && bubbleDone && refreshDone && cacheDone) HostWaitEvent(-1);
+    else WaitEvent(2);
     if (HostWaitEvent(0) || InjectedPending()) return;
     double now = TimeNow();
     if (!bubbleDone && now - mark >= kBubbleDelay) {
