@@ -38,7 +38,7 @@ struct ConfigEntry {
   std::string value;
 };
 
-// Lists keep the oldest first, so the head of the design's list is the back.
+// Lists keep the oldest first; a file is written newest first, so it comes out reversed.
 struct ConfigSection {
   std::string name;  // with its brackets, "[Main]"
   std::vector<ConfigEntry> entries;
