@@ -48,7 +48,6 @@ struct StrokeContext {
   bool pressureOn = true;
   bool speedOn = false;
   bool speedInvert = false;
-  int32_t speedScale = 1;
   bool keepWet = false;
   uint8_t profile[64] = {};  // dab profile: 0 rim .. 63 centre
 };
@@ -63,7 +62,7 @@ struct StrokeInputs {
 };
 extern StrokeInputs Inputs;
 
-// The speed input. Call once per event with the time in seconds and the pixel position.
+// The speed input. Call once per event with the time in seconds and the page pixel position.
 struct SpeedState {
   bool started = false;
   double lastTime = 0;  // centiseconds
@@ -72,7 +71,7 @@ struct SpeedState {
   int32_t stillEvents = 0;
 };
 extern SpeedState Speed;
-int SpeedInput(double seconds, int x, int y, bool moved);
+int SpeedInput(double seconds, int x, int y);
 // Derives size and opacity inputs from pressure (-1 without) and the speed of this event.
 void UpdateStrokeInputs(int pressure, int speed);
 
@@ -95,7 +94,8 @@ int StampOnce(Brush* brush, Block* page, int x, int y, Pixel colour, int erase, 
 int StampAlong(Brush* brush, int x0, int y0, int x1, int y1, Block* page, bool display,
                Pixel colour, int erase, int first, int opacity0, int opacity1);
 
-// The straight pieces a quadratic flattens into, in drawing order (24.8 ends).
+// The straight pieces a curve flattens into, in drawing order (24.8 ends). precise: the Pen's
+// flatness test in doubles at pixel scale.
 struct CurvePiece {
   int32_t x0, y0, x1, y1;
   int size0, size1, opacity0, opacity1;
@@ -104,16 +104,17 @@ struct CurvePiece {
 using PieceSink = void (*)(const CurvePiece& piece, void* user);
 void FlattenQuadratic(int32_t x0, int32_t y0, int32_t cx, int32_t cy, int32_t x1, int32_t y1,
                       int size0, int sizeC, int size1, int opacity0, int opacityC, int opacity1,
-                      bool first, PieceSink sink, void* user);
+                      bool first, bool precise, PieceSink sink, void* user);
 void FlattenCubic(int32_t x0, int32_t y0, int32_t c0x, int32_t c0y, int32_t c1x, int32_t c1y,
                   int32_t x1, int32_t y1, int size0, int size1, int opacity0, int opacity1,
-                  bool first, PieceSink sink, void* user);
+                  bool first, bool precise, PieceSink sink, void* user);
 
 // ---- Capsule rasteriser ----------------------------------------------------------------------
 // Coverage of the convex hull of two discs (centres and radii in page pixels), handed row by row
-// to span. row is a page-width + 128 buffer whose usable part starts at byte 68. -1 on break.
+// to sink; a row may reach kCoverageLead pixels past either page edge. -1 on break, or after
+// " Not enough memory" for the row.
 using CoverageSink = void (*)(int x, int y, int length, const uint8_t* coverage, void* user);
-int RasteriseCapsule(double x0, double y0, double r0, double x1, double y1, double r1, uint8_t* row,
+int RasteriseCapsule(double x0, double y0, double r0, double x1, double y1, double r1,
                      int pageWidth, int pageHeight, CoverageSink sink, void* user);
 constexpr int kCoverageLead = 68;
 constexpr int kCoverageSlack = 128;
