@@ -1,6 +1,17 @@
 #pragma once
 
+#include <cstdint>
+
 namespace vela {
-// The step of the point tool: a dot of the A pen (B pen with the right button) under the pointer.
+
+// Draws one segment between two 16.16 page positions; first is set for the press. The paint
+// engine fills it in: this module cannot reach it.
+using PointSegmentFn = void (*)(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first,
+                                bool right);
+extern PointSegmentFn PointSegment;
+
+// The step of the drawing tools until the freehand shape arrives: a plain segment from the last
+// pointer position to the new one (the B pen with the right button).
 void PointStep();
-}
+
+}  // namespace vela

@@ -1,0 +1,143 @@
+// A drag in the real window and the same drag from an event file paint the same picture.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Sh(const std::string& cmd) {
+  std::string out;
+  FILE* p = popen(cmd.c_str(), "r");
+  if (!p) return out;
+  char buf[512];
+  while (fgets(buf, sizeof buf, p)) out += buf;
+  pclose(p);
+  while (!out.empty() && out.back() == '\n') out.pop_back();
+  return out;
+}
+
+struct Image {
+  int width = 0, height = 0;
+  std::vector<uint8_t> rgba;
+  uint32_t At(int x, int y) const {
+    const uint8_t* p = &rgba[(static_cast<size_t>(y) * width + x) * 4];
+    return (static_cast<uint32_t>(p[3]) << 24) | (p[0] << 16) | (p[1] << 8) | p[2];
+  }
+};
+
+bool Read(const fs::path& path, Image* out) {
+  png_image img{};
+  img.version = PNG_IMAGE_VERSION;
+  if (!png_image_begin_read_from_file(&img, path.c_str())) return false;
+  img.format = PNG_FORMAT_RGBA;
+  out->width = img.width;
+  out->height = img.height;
+  out->rgba.resize(PNG_IMAGE_SIZE(img));
+  return png_image_finish_read(&img, nullptr, out->rgba.data(), 0, nullptr) != 0;
+}
+
+constexpr int kPageW = 100, kPageH = 80, kScreenW = 400, kScreenH = 300;
+constexpr int kOriginX = (kScreenW - kPageW) / 2, kOriginY = (kScreenH - kPageH) / 2;
+// The drag, in page pixels: press, three moves, release.
+constexpr int kPath[][2] = {{12, 15}, {30, 22}, {55, 50}, {80, 40}};
+
+std::string Common(const fs::path& dir, const std::string& tag) {
+  return "HOME='" + dir.string() + "' '" VELA_EXE "' --home '" + (dir / "home").string() +
+         "' --ini '" + (dir / "Vela.INI").string() + "' --size " + std::to_string(kScreenW) + "x" +
+         std::to_string(kScreenH) + " PageWidth=" + std::to_string(kPageW) +
+         " PageHeight=" + std::to_string(kPageH) + " --save-page '" +
+         (dir / (tag + ".png")).string() + "' --screenshot '" +
+         (dir / (tag + "-screen.png")).string() + "'";
+}
+
+TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X display";
+  if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
+
+  fs::path dir = fs::temp_directory_path() / ("vela-stroke-" + std::to_string(getpid()));
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+
+  // Headless: each wait ends a batch, as the pauses between xdotool moves do in the window.
+  {
+    std::ofstream ev(dir / "ev.txt");
+    auto at = [](const int* p) {
+      return std::to_string(kOriginX + p[0]) + " " + std::to_string(kOriginY + p[1]);
+    };
+    ev << "move " << at(kPath[0]) << "\nwait 200\ndown left\nwait 200\n";
+    for (int i = 1; i < 4; ++i) ev << "move " << at(kPath[i]) << "\nwait 200\n";
+    ev << "up left\nwait 200\nmove " << kOriginX + 95 << " " << kOriginY + 75 << "\nwait 200\n";
+  }
+  ASSERT_EQ(std::system(("env -u DISPLAY " + Common(dir, "headless") + " --events '" +
+                         (dir / "ev.txt").string() + "' >'" + (dir / "hlog").string() + "' 2>&1")
+                            .c_str()),
+            0)
+      << Sh("cat '" + (dir / "hlog").string() + "'");
+
+  std::string pid = Sh("ASAN_OPTIONS=detect_leaks=0 " + Common(dir, "window") + " >'" +
+                       (dir / "log").string() + "' 2>&1 & echo $!");
+  ASSERT_FALSE(pid.empty());
+  std::string wid =
+      Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+  if (wid.empty()) {
+    Sh("kill -9 " + pid);
+    FAIL() << "no window appeared";
+  }
+  auto at = [](const int* p) {
+    return std::to_string(kOriginX + p[0]) + " " + std::to_string(kOriginY + p[1]);
+  };
+  std::string drag = "sleep 1; xdotool mousemove --window " + wid + " " + at(kPath[0]) +
+                     " sleep 0.3 mousedown 1 sleep 0.3";
+  for (int i = 1; i < 4; ++i)
+    drag += " mousemove --window " + wid + " " + at(kPath[i]) + " sleep 0.3";
+  drag += " mouseup 1 sleep 0.3 mousemove --window " + wid + " " + std::to_string(kOriginX + 95) +
+          " " + std::to_string(kOriginY + 75) + " sleep 0.5";
+  Sh(drag);
+  Sh("kill -TERM " + pid);
+  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0"; ++i)
+    usleep(100000);
+
+  Image a, b, sa, sb;
+  ASSERT_TRUE(Read(dir / "headless.png", &a));
+  ASSERT_TRUE(Read(dir / "window.png", &b)) << Sh("cat '" + (dir / "log").string() + "'");
+  ASSERT_TRUE(Read(dir / "headless-screen.png", &sa));
+  ASSERT_TRUE(Read(dir / "window-screen.png", &sb));
+  ASSERT_EQ(a.width, kPageW);
+  ASSERT_EQ(b.width, kPageW);
+  int differ = 0, soft = 0;
+  for (int y = 0; y < kPageH; ++y)
+    for (int x = 0; x < kPageW; ++x) {
+      differ += a.At(x, y) != b.At(x, y);
+      uint32_t alpha = a.At(x, y) >> 24;
+      soft += alpha > 0 && alpha < 255;
+    }
+  EXPECT_EQ(differ, 0);
+  // A stroke, and an antialiased one: its rim is partly covered.
+  EXPECT_EQ(a.At(kPath[0][0], kPath[0][1]), 0xFFFF0000u);
+  EXPECT_EQ(a.At(kPath[3][0], kPath[3][1]), 0xFFFF0000u);
+  EXPECT_EQ(a.At(42, 36), 0xFFFF0000u);  // on the segment between the second and third points
+  EXPECT_EQ(a.At(80, 10), 0u);
+  EXPECT_GT(soft, 40);
+  // The screen shows the page as painted, in both.
+  ASSERT_EQ(sa.width, sb.width);
+  ASSERT_EQ(sa.height, sb.height);
+  int screenDiffer = 0;
+  for (int y = 0; y < kPageH; ++y)
+    for (int x = 0; x < kPageW; ++x)
+      screenDiffer += (sa.At(kOriginX + x, kOriginY + y) & 0xFFFFFF) !=
+                      (sb.At(kOriginX + x, kOriginY + y) & 0xFFFFFF);
+  EXPECT_EQ(screenDiffer, 0);
+  if (!HasFailure()) fs::remove_all(dir);
+}
+
+}  // namespace
