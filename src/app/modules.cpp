@@ -1,10 +1,15 @@
 #include "app/modules.h"
 
+#include "paint/draw_modes.h"
+#include "paint/grid.h"
+#include "paint/pressure.h"
+#include "paint/stroke.h"
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
 #include "pixels/display.h"
 #include "project/page.h"
 #include "project/point_step.h"
+#include "start/input.h"
 #include "start/main_loop.h"
 #include "start/settings.h"
 #include "start/workspace.h"
@@ -28,22 +33,46 @@ bool SavePage(const char* path, std::string* error) {
   return WriteBlockPng(Ws.page, path, error);
 }
 
+bool StartStrokes() {
+  ResetStrokeContext();
+  return UseDefaultBrush() == 0;
+}
+
+void StopStrokes() {
+  SetCurrentBrush(nullptr);
+}
+
+// The pens live in Main; the paint engine keeps them in its draw context.
+void LoadPens() {
+  SetAPen(MainSet.aPen);
+  Draw.BPen = MainSet.bPen;
+}
+void SavePens() {
+  MainSet.aPen = Draw.APen;
+  MainSet.bPen = Draw.BPen;
+}
+
 const InitStep kInit[] = {
     {"pixel tables", BuildPixelTables},
+    {"brush", StartStrokes},
 };
 
 // Each module reads its own section, in this order.
 const SettingsStep kLoad[] = {
-    {"Main", LoadMainSettings},
-    {"System", LoadSystemSettings},
+    {"Main", LoadMainSettings},         {"Pens", LoadPens},         {"System", LoadSystemSettings},
+    {"Pressure", LoadPressureSettings}, {"Grid", LoadGridSettings},
 };
 
 const SettingsStep kSave[] = {
+    {"Pens", SavePens},
     {"Main", SaveMainSettings},
     {"System", SaveSystemSettings},
+    {"Pressure", SavePressureSettings},
+    {"Grid", SaveGridSettings},
 };
 
 const SettingsStep kRelease[] = {
+    {"brush", StopStrokes},
     {"page", ReleasePage},
     {"cache", StopCache},
     {"pixel tables", FreePixelTables},
@@ -65,6 +94,9 @@ const RunHooks& ProgramHooks() {
     h.release = kRelease;
     h.savePagePng = SavePage;
     SetPointStep(PointStep);
+    PointSegment = StrokeSegment;
+    Loop().speedPressure = StrokeSpeedPressure;
+    Input().snapToGrid = SnapPagePosition;
     Loop().saveUndo = SnapshotUndo;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     return h;
