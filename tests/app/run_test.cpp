@@ -165,11 +165,11 @@ TEST_F(HeadlessRun, EventFilesRepeatByteForByteAndPaint) {
     const uint8_t* p = png.At(x, y);
     return (static_cast<uint32_t>(p[3]) << 24) | (p[0] << 16) | (p[1] << 8) | p[2];
   };
-  // Page origin is (480, 300): the press dot, the dragged batch's dot, and a right-button dot.
+  // Page origin is (480, 300): the Pen stroke of the drag, and a right-button dot in the B pen.
   EXPECT_EQ(argb(20, 20), 0xFFFF0000u);
   EXPECT_EQ(argb(23, 22), 0xFFFF0000u);
   EXPECT_EQ(argb(60, 50), 0xFF000000u);
-  EXPECT_EQ(argb(21, 21), 0u);
+  EXPECT_EQ(argb(40, 35), 0u);
 }
 
 TEST_F(HeadlessRun, BadEventFileStopsTheRunWithItsReason) {
