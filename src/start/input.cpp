@@ -5,6 +5,7 @@
 #include <cstring>
 #include <deque>
 
+#include "host/channel.h"
 #include "host/host.h"
 #include "start/main_loop.h"
 #include "start/tablet.h"
@@ -158,6 +159,8 @@ bool PollEvent(int allowInjected, InputEvent* event) {
 
 void WaitEvent(int mode) {
   if (mode > 1 && (g_havePeeked || !g_images.empty() || !g_commands.empty())) return;
+  // Headless, the channel's wait is the real one: the host's clock there is virtual.
+  if (ChannelIsOpen() && ChannelPump(HostHeadless() ? 20 : 0)) return;
   HostWaitEvent(20);
 }
 

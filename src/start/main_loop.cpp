@@ -4,6 +4,7 @@
 #include <csignal>
 #include <vector>
 
+#include "host/channel.h"
 #include "host/host.h"
 #include "start/input.h"
 #include "start/workspace.h"
@@ -74,7 +75,9 @@ void IdleStage() {
   bool bubbleDone = false, refreshDone = false, cacheDone = false;
   while (!ExitFlag && !QuitRequest && !SignalQuit) {
     // Headless, once every stage has run, the clock may jump straight to the next event.
-    if (HostHeadless() && bubbleDone && refreshDone && cacheDone) HostWaitEvent(-1);
+    // With the channel open the wait must be a real one, for the channel's sake.
+    if (HostHeadless() && bubbleDone && refreshDone && cacheDone && !ChannelIsOpen())
+      HostWaitEvent(-1);
     else WaitEvent(2);
     if (HostWaitEvent(0) || InjectedPending()) return;
     double now = TimeNow();

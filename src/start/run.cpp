@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "host/channel.h"
 #include "host/host.h"
 #include "host/profile.h"
 #include "start/config_store.h"
@@ -36,6 +37,7 @@ struct RunState {
   ScreenRecord screen{};
   bool screenOpen = false;
   int endStatus = 0;
+  void (*beginLoop)() = nullptr;  // the modules' own head of the loop
 };
 RunState g_run;
 
@@ -211,6 +213,39 @@ void EndOfRunOutputs() {
   }
 }
 
+// The head of the main loop: the modules' start, then the command file. qd_quit in the file
+// ends the run before the first turn.
+void BeginLoop() {
+  if (g_run.beginLoop) g_run.beginLoop();
+  const std::string& script = g_run.commandLine.script;
+  if (script.empty() || !Hooks().runCommandFile) return;
+  if (Hooks().runCommandFile(script.c_str(), stdout) < 0) {
+    g_run.endStatus = 1;
+    ExitFlag = 1;
+  }
+}
+
+// The external channel: always with a window, and headless only when --serve asks for it.
+bool OpenChannel() {
+  bool serve = g_run.commandLine.serve;
+  if (!serve && HostHeadless()) return true;
+  std::string path = ChannelDefaultPath(), error;
+  if (ChannelOpen(path, &error)) {
+    if (serve) HostHoldOpen(true);
+    return true;
+  }
+  std::fprintf(stderr, "vela: no external channel: %s\n", error.c_str());
+  return !serve;
+}
+
+// Requests that came too late are refused, then the socket goes.
+void CloseChannel() {
+  ChannelPump(0);
+  DrainInjected(nullptr);
+  ChannelClose();
+  HostHoldOpen(false);
+}
+
 }  // namespace
 
 IniSettings& Ini() {
@@ -316,7 +351,15 @@ int RunProgram(int argc, const char* const* argv) {
 
   SetRedrawHook(Hooks().redrawAll);
   RedrawScreen();
+  if (!OpenChannel()) {
+    ReleaseAll();
+    return 1;
+  }
+  g_run.beginLoop = Loop().beginLoop;
+  Loop().beginLoop = BeginLoop;
   MainLoop();
+  Loop().beginLoop = g_run.beginLoop;
+  CloseChannel();
 
   EndOfRunOutputs();
   if (g_run.saveConfig) SaveAllSettings();
@@ -386,6 +429,8 @@ int ProgramMain(const char* commandLine) {
 int VelaMain(int argc, const char* const* argv, const RunHooks& hooks) {
   CommandLineFeatures features;
   features.events = true;
+  features.script = hooks.runCommandFile != nullptr;
+  features.serve = true;
   CommandLine cl;
   std::string error;
   if (!ParseCommandLine(argc, argv, features, &cl, &error)) {

@@ -2,6 +2,7 @@
 // first page on screen, the main loop, and back out in a fixed order.
 #pragma once
 
+#include <cstdio>
 #include <span>
 #include <string>
 
@@ -32,6 +33,8 @@ struct RunHooks {
   std::span<const SettingsStep> release; // ReleaseAll, in order
   // The page as straight-alpha PNG, for --save-page.
   bool (*savePagePng)(const char* path, std::string* error) = nullptr;
+  // The command file of --script: each result a line on out; -1 when it cannot be read.
+  int (*runCommandFile)(const char* path, std::FILE* out) = nullptr;
 };
 
 // Values read from the machine-wide ini file at the start of a run.

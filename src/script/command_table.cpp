@@ -1,0 +1,40 @@
+// The command table: one row per name, in the order the dispatcher scans them. Later families
+// add their rows here, or through AddCommands when their module lies above this one.
+#include "script/commands.h"
+
+namespace vela {
+
+namespace {
+const CommandRow kRows[] = {
+    {"qd_setapen", CmdSetAPen},
+    {"qd_setbpen", CmdSetBPen},
+    {"qd_getapen", CmdGetAPen},
+    {"qd_getbpen", CmdGetBPen},
+    {"qd_getwidth", CmdGetWidth},
+    {"qd_getheight", CmdGetHeight},
+    {"qd_dot", CmdDot},
+    {"qd_line", CmdLine},
+    {"qd_zline", CmdZLine},
+    {"qd_fastline", CmdFastLine},
+    {"qd_nop", CmdNop},
+    {"qd_version", CmdVersion},
+    {"qd_quit", CmdQuit},
+    {"qd_gauge", CmdGauge},
+    {"qd_warn", CmdWarn},
+    {"qd_request", CmdRequest},
+    {"qd_lockuser", CmdLockUser},
+    {"qd_unlockuser", CmdUnlockUser},
+    {"qd_lockscreen", CmdLockDisplay},
+    {"qd_lockdisplay", CmdLockDisplay},
+    {"qd_unlockscreen", CmdUnlockDisplay},
+    {"qd_unlockdisplay", CmdUnlockDisplay},
+    {"qd_lockmouse", CmdLockMouse},
+    {"qd_unlockmouse", CmdUnlockMouse},
+};
+}  // namespace
+
+std::span<const CommandRow> BaseCommands() {
+  return kRows;
+}
+
+}  // namespace vela

@@ -1,0 +1,296 @@
+// The protocol of the command line: forms, groups, names, numbers, answers and bounds.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "paint/brush.h"
+#include "script/command_file.h"
+#include "script/commands.h"
+#include "script/dispatcher.h"
+#include "start/main_loop.h"
+#include "start/message.h"
+#include "start/settings.h"
+#include "start/workspace.h"
+
+namespace vela {
+namespace {
+
+std::vector<std::string> g_messages;
+void Record(const char* text) {
+  g_messages.push_back(text);
+}
+
+class Dispatcher : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Ws = Workspace{};
+    Ws.pageWidth = 640;
+    Ws.pageHeight = 480;
+    GaugeEnabled = 1;
+    ExitFlag = 0;
+    g_messages.clear();
+    old_ = SetMessageSink(Record);
+  }
+  void TearDown() override { SetMessageSink(old_); }
+
+  std::string Run(const std::string& line, int* found = nullptr) {
+    CommandRecord r{};
+    r.command = line.c_str();
+    ExecuteCommand(&r);
+    if (found) *found = r.found;
+    return r.result;
+  }
+  MessageSink old_ = nullptr;
+};
+
+// A command file and its transcript: one answer a line, an empty line for an empty answer.
+TEST_F(Dispatcher, CommandFileTranscript) {
+  const std::vector<std::pair<std::string, std::string>> script = {
+      {"qd_getwidth", "640"},
+      {"[qd_getwidth]", "[640]"},
+      {"QD_GetWidth", "640"},
+      {"  \tqd_getheight", "480"},
+      {"[qd_getwidth][qd_getheight]", "[640][480]"},
+      {" [qd_getwidth]  \t [qd_getheight] ", "[640][480]"},
+      {"[qd_getwidth] junk [qd_getheight]", "[640]"},
+      {"[qd_getwidth]] [qd_getheight]", "[640]"},
+      {"[qd_getwidth", "[640]"},
+      {"[qd_getwidth][qd_nop unclosed [x]", "[640][unclosed [x]]"},
+      {"[qd_nop [a]]", "[[a]]"},
+      {"[qd_nop a [b [c]] d][qd_getheight]", "[a [b [c]] d][480]"},
+      {"[qd_setapen 1 2 3]", "[]"},
+      {"[qd_nosuchcommand]", "[]"},
+      {"[qd_nosuchcommand][qd_getwidth][]", "[][640][]"},
+      {"qd_nosuchcommand 1 2", ""},
+      {"[ qd_getwidth]", "[]"},
+      {"qd_nop   keeps  Case And  Blanks", "keeps  Case And  Blanks"},
+      {"qd_nop\ttabs\tbecome\tblanks", "tabs become blanks"},
+      {"qd_setapen 300 -5 10", ""},
+      {"qd_getapen", "255 0 10 255"},
+      {"qd_setapen abc 7", ""},
+      {"qd_getapen", "0 0 0 255"},
+      {"qd_setapen 12", ""},
+      {"qd_getapen", "12 0 0 255"},
+      {"qd_setapen 0x10 5 5", ""},
+      {"qd_getapen", "0 0 0 255"},
+      {"qd_setapen 99.9 1e1 -0.5 77", ""},
+      {"qd_getapen", "99 10 0 255"},
+      {"qd_setapen 7,8,9", ""},
+      {"qd_getapen", "7 0 0 255"},
+      {"qd_setbpen 1 2 3", ""},
+      {"[qd_getbpen] [qd_getapen]", "[1 2 3 255][7 0 0 255]"},
+      {"qd_gauge off", "On"},
+      {"[qd_gauge]", "[Off]"},
+      {"qd_gauge Offline", "On"},
+      {"qd_gauge on", "Off"},
+      {"qd_version", "Vela1.00 us"},
+      {"[qd_version][qd_nop]", "[Vela1.00 us][]"},
+      {"qd_request Save now?|Yes|No", "1"},
+      {"qd_warn careful", ""},
+  };
+  namespace fs = std::filesystem;
+  fs::path dir = fs::temp_directory_path() / ("vela-transcript-" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  {
+    std::ofstream f(dir / "t.vcmd", std::ios::binary);
+    for (size_t i = 0; i < script.size(); ++i) {
+      f << script[i].first << (i % 3 == 0 ? "\r\n" : "\n");
+      if (i % 5 == 0) f << "\n";  // empty lines are skipped
+    }
+    f << "qd_quit\nqd_getwidth\n";  // nothing runs after qd_quit
+  }
+  std::FILE* out = std::tmpfile();
+  ASSERT_EQ(RunCommandFile((dir / "t.vcmd").c_str(), out), 0);
+  EXPECT_EQ(ExitFlag, 1);
+  std::rewind(out);
+  std::vector<std::string> lines;
+  char buf[512];
+  while (std::fgets(buf, sizeof buf, out)) {
+    std::string l = buf;
+    ASSERT_FALSE(l.empty());
+    ASSERT_EQ(l.back(), '\n');
+    l.pop_back();
+    lines.push_back(l);
+  }
+  std::fclose(out);
+  fs::remove_all(dir);
+  ASSERT_EQ(lines.size(), script.size() + 1);
+  for (size_t i = 0; i < script.size(); ++i)
+    EXPECT_EQ(lines[i], script[i].second) << script[i].first;
+  EXPECT_EQ(lines.back(), "");  // qd_quit answers nothing
+  ASSERT_EQ(g_messages.size(), 2u);
+  EXPECT_EQ(g_messages[0], "Save now? [Yes] [No]");
+  EXPECT_EQ(g_messages[1], "careful");
+  EXPECT_EQ(RunCommandFile((dir / "missing.vcmd").c_str(), stdout), -1);
+}
+
+TEST_F(Dispatcher, FoundTellsOfTheLastCommand) {
+  int found = -1;
+  Run("qd_getwidth", &found);
+  EXPECT_EQ(found, 1);  // the handler's own count is overwritten
+  Run("qd_nosuch", &found);
+  EXPECT_EQ(found, 0);
+  Run("[qd_getwidth][qd_nosuch]", &found);
+  EXPECT_EQ(found, 0);
+  Run("[qd_nosuch][qd_setapen 1 1 1]", &found);
+  EXPECT_EQ(found, 1);
+  Run("", &found);
+  EXPECT_EQ(found, 0);
+  EXPECT_EQ(Run("   "), "");
+  EXPECT_EQ(BracketMode, 0);
+  Run("[qd_getwidth]");
+  EXPECT_EQ(BracketMode, 1);
+}
+
+TEST_F(Dispatcher, GroupsMaySpanLines) {
+  EXPECT_EQ(Run("[qd_nop one\ntwo\r\nthree]"), "[one two  three]");
+  EXPECT_EQ(Run("[qd_getwidth]\n[qd_getheight]"), "[640][480]");
+}
+
+TEST_F(Dispatcher, BoundsHold) {
+  // The answer is cut so that the result keeps its NUL.
+  std::string big(5000, 'x');
+  std::string r = Run("qd_nop " + big);
+  EXPECT_EQ(r, std::string(kResultSize - 1, 'x'));
+  r = Run("[qd_nop " + big + "]");
+  EXPECT_EQ(r, "[" + std::string(kResultSize - 2, 'x'));
+  std::string many;
+  for (int i = 0; i < 200; ++i) many += "[qd_getwidth]";
+  r = Run(many);
+  EXPECT_EQ(r.size(), kResultSize - 1);
+  EXPECT_EQ(r.substr(0, 10), "[640][640]");
+  // A name that does not fit the name buffer names nothing, even when cut it would.
+  int found = -1;
+  Run("qd_nop" + std::string(kNameSize, ' ') + "x", &found);
+  EXPECT_EQ(found, 1);
+  Run("qd_getwidth" + std::string(kNameSize, 'h'), &found);
+  EXPECT_EQ(found, 0);
+  // Deep and unclosed nesting runs as one group.
+  EXPECT_EQ(Run(std::string(100000, '[')), "[]");
+  EXPECT_EQ(Run("[qd_nop " + std::string(10000, ']')), "[]");
+  // The plug-in entry cuts the command at 2,047 bytes and returns the length with the NUL.
+  char result[kResultSize];
+  std::string cmd = "qd_nop " + std::string(3000, 'y');
+  EXPECT_EQ(ExecuteCallbackCommand(cmd.c_str(), result), static_cast<int>(kResultSize));
+  EXPECT_EQ(ExecuteCallbackCommand("qd_getwidth", result), 4);
+  EXPECT_STREQ(result, "640");
+  EXPECT_EQ(ExecuteCallbackCommand(nullptr, result), 0);
+  EXPECT_EQ(ExecuteCallbackCommand("qd_getwidth", nullptr), 0);
+  // The work buffer keeps 4,095 bytes of a command: a number beyond them is not read.
+  std::string padded = "qd_setapen 1 2" + std::string(kWorkSize - 16, ' ') + "33";
+  Run(padded);
+  EXPECT_EQ(Draw.APen, 0xFF010203u);
+  padded = "qd_setapen 1 2" + std::string(kWorkSize - 18, ' ') + "33";
+  Run(padded);
+  EXPECT_EQ(Draw.APen, 0xFF010221u);
+}
+
+TEST(ParseNumbers, ReadsDecimalNumbersOnly) {
+  ParseNumbers(" 1.5 -2 3e1 .5 -7.9 +4", 6);
+  const double want[] = {1.5, -2, 30, 0.5, -7.9, 4};
+  const int32_t wantInt[] = {1, -2, 30, 0, -7, 4};
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_DOUBLE_EQ(CommandArgs.number[i], want[i]) << i;
+    EXPECT_EQ(CommandArgs.integer[i], wantInt[i]) << i;
+  }
+  ParseNumbers("qd_word 4 5", 2);  // a leading word is stepped over
+  EXPECT_EQ(CommandArgs.integer[0], 4);
+  EXPECT_EQ(CommandArgs.integer[1], 5);
+  ParseNumbers(" 7 abc 9", 3);  // a word stops the parse: the rest are 0
+  EXPECT_EQ(CommandArgs.integer[0], 7);
+  EXPECT_EQ(CommandArgs.integer[1], 0);
+  EXPECT_EQ(CommandArgs.integer[2], 0);
+  ParseNumbers(" 0x10 inf nan 1e 2", 5);
+  EXPECT_EQ(CommandArgs.number[0], 0.0);
+  EXPECT_EQ(CommandArgs.number[1], 0.0);
+  ParseNumbers(" 1e 2", 2);  // an exponent without digits is not part of the number
+  EXPECT_EQ(CommandArgs.number[0], 1.0);
+  EXPECT_EQ(CommandArgs.number[1], 0.0);
+  ParseNumbers(" 1e999 -1e999 3000000000", 3);
+  EXPECT_EQ(CommandArgs.integer[0], INT32_MAX);
+  EXPECT_EQ(CommandArgs.integer[1], INT32_MIN);
+  EXPECT_EQ(CommandArgs.integer[2], INT32_MAX);
+  // Entries past N are left as they were.
+  ParseNumbers(" 1 2 3", 3);
+  ParseNumbers(" 9", 1);
+  EXPECT_EQ(CommandArgs.integer[1], 2);
+  ParseNumbers(nullptr, 40);  // N is held to 32
+  EXPECT_EQ(CommandArgs.integer[31], 0);
+}
+
+TEST(ParseNumbers, CoordinatesBecomeFixedPoint) {
+  EXPECT_EQ(ScriptToFixed(10), 10 * 65536 + 32767);
+  EXPECT_EQ(ScriptToFixed(10) >> 16, 10);  // a whole number lies in its own pixel
+  EXPECT_EQ(ScriptToFixed(1.5), 98304 + 32767);
+  EXPECT_EQ(ScriptToFixed(-1), -65536 + 32767);
+  EXPECT_EQ(ScriptToFixed(1e300), INT32_MAX);
+  EXPECT_EQ(ScriptToFixed(-1e300), INT32_MIN);
+}
+
+// A family row of a later module, to see the table and the file-name parser at work.
+void FileCommand(CommandRecord* r, const char* args) {
+  char name[kWorkSize];
+  const char* keywords = ParseFileName(r, args, name);
+  if (!keywords) return;
+  AnswerF(r, "<%s><%s>", name, keywords);
+}
+void ShadowWidth(CommandRecord* r, const char*) {
+  Answer(r, "shadow");
+}
+
+TEST_F(Dispatcher, LaterFamiliesJoinTheTable) {
+  const CommandRow rows[] = {{"qd_testfile", FileCommand}, {"qd_getwidth", ShadowWidth}};
+  size_t before = CommandTable().size();
+  ASSERT_TRUE(AddCommands(rows));
+  EXPECT_EQ(CommandTable().size(), before + 2);
+  EXPECT_EQ(CommandTable().back().name, nullptr);
+  EXPECT_EQ(Run("qd_getwidth"), "640");  // the first of two equal names wins
+  EXPECT_EQ(Run("qd_testfile"), "ERROR -1");
+  EXPECT_EQ(Run("[qd_testfile   ]"), "[ERROR -1]");
+  EXPECT_EQ(Run("qd_testfile \"my file.png\"  Replace all"), "<my file.png><Replace all>");
+  EXPECT_EQ(Run("[qd_testfile pic.png]"), "[<pic.png><>]");
+  EXPECT_EQ(Run("qd_testfile \"unclosed name"), "<unclosed name><>");
+  std::string longName(kWorkSize + 100, 'n');
+  EXPECT_EQ(Run("qd_testfile " + longName).size(), kResultSize - 1);
+  std::vector<CommandRow> tooMany(kCommandTableSize, CommandRow{"qd_x", ShadowWidth});
+  EXPECT_FALSE(AddCommands(tooMany));
+  EXPECT_EQ(CommandTable().size(), before + 2);
+}
+
+TEST_F(Dispatcher, LocksNestAndRestore) {
+  ScriptLocks = {};
+  ScriptLocks.pointerShape = 7;
+  Run("qd_lockmouse 3");
+  Run("qd_lockmouse 4");
+  EXPECT_EQ(ScriptLocks.pointerShape, 3);
+  Run("qd_unlockmouse");
+  EXPECT_EQ(ScriptLocks.pointerShape, 3);
+  Run("qd_unlockmouse");
+  EXPECT_EQ(ScriptLocks.pointerShape, 7);
+  Run("qd_unlockmouse");  // at 0 it does nothing
+  EXPECT_EQ(ScriptLocks.mouseNesting, 0);
+  EXPECT_EQ(ScriptLocks.pointerShape, 7);
+
+  Run("qd_lockuser");
+  Run("qd_lockuser");
+  EXPECT_EQ(ScriptLocks.pointerShape, 2);
+  Run("qd_unlockuser");
+  EXPECT_EQ(ScriptLocks.pointerShape, 7);
+  EXPECT_EQ(ScriptLocks.userLocked, 0);
+
+  Run("qd_lockscreen");
+  EXPECT_STREQ(ScriptLocks.displayText, "Display is locked");
+  Run("qd_lockdisplay rendering frames");
+  EXPECT_STREQ(ScriptLocks.displayText, "rendering frames");
+  EXPECT_EQ(Ws.displayLocked, 1);
+  EXPECT_EQ(Run("[qd_unlockdisplay]"), "[]");
+  EXPECT_EQ(Ws.displayLocked, 0);
+}
+
+}  // namespace
+}  // namespace vela
