@@ -9,6 +9,8 @@
 #include "pixels/display.h"
 #include "project/page.h"
 #include "project/point_step.h"
+#include "script/command_file.h"
+#include "script/external.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/settings.h"
@@ -55,6 +57,7 @@ void SavePens() {
 const InitStep kInit[] = {
     {"pixel tables", BuildPixelTables},
     {"brush", StartStrokes},
+    {"commands", StartCommands},
 };
 
 // Each module reads its own section, in this order.
@@ -93,6 +96,7 @@ const RunHooks& ProgramHooks() {
     h.save = kSave;
     h.release = kRelease;
     h.savePagePng = SavePage;
+    h.runCommandFile = RunCommandFile;
     SetPointStep(PointStep);
     PointSegment = StrokeSegment;
     Loop().speedPressure = StrokeSpeedPressure;
