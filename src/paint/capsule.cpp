@@ -34,7 +34,7 @@ bool Extent(const Shape& s, double y, double* left, double* right) {
   double l = 1e300, r = -1e300;
   for (int i = 0; i < s.discs; ++i) {
     double dy = y - s.disc[i].y, rr = s.disc[i].r;
-    if (std::fabs(dy) > rr) continue;
+    if (std::fabs(dy) > rr * (1 + 1e-12)) continue;  // the poles themselves count
     double w = std::sqrt(std::max(0.0, rr * rr - dy * dy));
     l = std::min(l, s.disc[i].x - w);
     r = std::max(r, s.disc[i].x + w);
@@ -103,7 +103,7 @@ void Breaks(const Shape& s, std::vector<double>& ys) {
   ys.clear();
   for (int i = 0; i < s.discs; ++i) {
     const Disc& d = s.disc[i];
-    double step = std::sqrt(1.0 / (8.0 * std::max(d.r, 0.01)));
+    double step = std::sqrt(1.0 / (32.0 * std::max(d.r, 0.01)));
     int n = std::max(8, static_cast<int>(std::ceil(kPi / step)));
     for (int k = 0; k <= n; ++k) ys.push_back(d.y + d.r * std::cos(kPi * k / n));
   }
@@ -188,10 +188,8 @@ int RasteriseCapsule(double x0, double y0, double r0, double x1, double y1, doub
       double yb = next < ys.size() && ys[next] < yEnd ? ys[next] : yEnd;
       double lb, rb;
       bool haveB = Extent(s, yb, &lb, &rb);
-      if (haveA && haveB && yb > ya) AddSlab(row, la, lb, ra, rb, yb - ya);
-      if (!haveA && haveB) {  // grazing the rim: the slab starts where the shape does
-        la = lb, ra = rb;
-      }
+      if (!haveA && haveB) la = ra = (lb + rb) / 2;  // grazing a rim: the slab starts at a point
+      if (haveB && yb > ya) AddSlab(row, la, lb, ra, rb, yb - ya);
       ya = yb, la = lb, ra = rb, haveA = haveB;
       while (next < ys.size() && ys[next] <= ya) ++next;
     }
