@@ -161,12 +161,10 @@ bool ReadFrom(Connection* c) {
 
 void Accept() {
   for (;;) {
+    // At the limit, further clients wait in the listen queue until one goes.
+    if (static_cast<int>(g_channel.clients.size()) >= kChannelMaxClients) return;
     int fd = accept4(g_channel.listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return;
-    if (static_cast<int>(g_channel.clients.size()) >= kChannelMaxClients) {
-      close(fd);
-      continue;
-    }
     auto c = std::make_unique<Connection>();
     c->fd = fd;
     c->id = g_channel.nextId++;
@@ -250,7 +248,8 @@ void ChannelClose() {
 bool ChannelPump(int timeoutMs) {
   if (g_channel.listener < 0) return false;
   std::vector<pollfd> fds;
-  fds.push_back({g_channel.listener, POLLIN, 0});
+  bool room = static_cast<int>(g_channel.clients.size()) < kChannelMaxClients;
+  fds.push_back({room ? g_channel.listener : -1, POLLIN, 0});
   for (auto& c : g_channel.clients) {
     short events = 0;
     if (!c->ended && c->pending < kChannelMaxPending) events |= POLLIN;

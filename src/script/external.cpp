@@ -7,6 +7,7 @@
 
 #include "host/channel.h"
 #include "start/input.h"
+#include "start/main_loop.h"
 #include "start/run.h"
 
 namespace vela {
@@ -50,7 +51,8 @@ bool QueueExternalRequest(const char* command, int wantsData, intptr_t client) {
 }
 
 void RunExternalCommand(ExternalCommand* c) {
-  if (c->refused) {
+  // Behind qd_quit nothing more runs: the rest of the queue is refused as at shut-down.
+  if (c->refused || ExitFlag) {
     g_reply(c->record.client, "ack 0");
     Free(c);
     return;

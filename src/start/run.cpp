@@ -16,13 +16,13 @@
 #include "host/profile.h"
 #include "start/config_store.h"
 #include "start/input.h"
-#include "start/tablet.h"
-#include "start/settings.h"
 #include "start/main_loop.h"
 #include "start/message.h"
 #include "start/options.h"
 #include "start/random.h"
 #include "start/run_paths.h"
+#include "start/settings.h"
+#include "start/tablet.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -82,7 +82,8 @@ void SeedHome(const std::string& home) {
   namespace fs = std::filesystem;
   std::error_code ec;
   fs::create_directories(home, ec);
-  for (const char* sub : {"configs", "datas", "plugins"}) fs::create_directories(JoinPath(home, sub), ec);
+  for (const char* sub : {"configs", "datas", "plugins"})
+    fs::create_directories(JoinPath(home, sub), ec);
   if (g_run.seedDir.empty() || !fs::is_directory(g_run.seedDir, ec)) return;
   for (auto it = fs::recursive_directory_iterator(g_run.seedDir, ec);
        !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
@@ -102,7 +103,9 @@ void CutTrailingSlash(std::string* s) {
   if (s->size() > 1 && (s->back() == '/' || s->back() == '\\')) s->pop_back();
 }
 
-bool Yes(const std::string& v) { return strncasecmp(v.c_str(), "yes", 3) == 0; }
+bool Yes(const std::string& v) {
+  return strncasecmp(v.c_str(), "yes", 3) == 0;
+}
 
 void ReadSysColors() {
   for (int i = 0; i < kSysColorCount; ++i) {
@@ -199,7 +202,8 @@ void EndOfRunOutputs() {
   if (!cl.screenshot.empty()) {
     HostScreen s = HostFramebuffer();
     std::string error;
-    if (!HostWritePng(cl.screenshot.c_str(), s.pixels, s.width, s.height, s.stride, false, &error)) {
+    if (!HostWritePng(cl.screenshot.c_str(), s.pixels, s.width, s.height, s.stride, false,
+                      &error)) {
       std::fprintf(stderr, "vela: cannot write %s: %s\n", cl.screenshot.c_str(), error.c_str());
       g_run.endStatus = 1;
     }
@@ -253,7 +257,9 @@ IniSettings& Ini() {
   return ini;
 }
 
-void SetSeedDataDir(const std::string& dir) { g_run.seedDir = dir; }
+void SetSeedDataDir(const std::string& dir) {
+  g_run.seedDir = dir;
+}
 
 int OpenGraphics(int width, int height) {
   (void)width;
@@ -445,7 +451,8 @@ int VelaMain(int argc, const char* const* argv, const RunHooks& hooks) {
     std::printf("Vela %s\n", VELA_VERSION_STRING);
     return 0;
   }
-  for (std::string* s : {&cl.screenshot, &cl.savePage, &cl.home, &cl.ini, &cl.script, &cl.events, &cl.path})
+  for (std::string* s :
+       {&cl.screenshot, &cl.savePage, &cl.home, &cl.ini, &cl.script, &cl.events, &cl.path})
     *s = Absolute(*s);
   if (!cl.events.empty()) cl.headless = true;  // an event file is headless input
   g_run.commandLine = cl;

@@ -72,6 +72,7 @@ TEST_F(External, RepliesFollowTheRules) {
 
   EXPECT_EQ(Ask("qd_quit", 1), "data ");
   EXPECT_EQ(ExitFlag, 1);
+  EXPECT_EQ(Ask("qd_getwidth", 1), "ack 0");  // queued behind qd_quit
 }
 
 TEST_F(External, ProtocolGlobalsSurviveAQueuedCommand) {

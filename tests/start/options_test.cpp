@@ -27,8 +27,9 @@ TEST(FindOption, LongerNamesAreNotTakenByTheirPrefix) {
 TEST(ParseOptions, SetsPathsAndSwitches) {
   Options() = RunOptions{};
   Paths() = RunPaths{};
-  const char* argv[] = {"vela", "CONFIG=studio", "UNDO=no", "Image=/p/a.vel", "Swap=/p/b.png",
-                        "PageWidth=320", "PageHeight=200", "NOERASEALERT", "CustomBrush=0"};
+  const char* argv[] = {"vela",           "CONFIG=studio", "UNDO=no",
+                        "Image=/p/a.vel", "Swap=/p/b.png", "PageWidth=320",
+                        "PageHeight=200", "NOERASEALERT",  "CustomBrush=0"};
   ParseOptions(9, argv);
   EXPECT_EQ(Paths().configName, "studio");
   EXPECT_EQ(Paths().projectPath, "/p/a.vel");
@@ -45,8 +46,8 @@ TEST(ParseOptions, SetsPathsAndSwitches) {
 }
 
 TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
-  const char* argv[] = {"vela", "--headless", "--size", "320x200", "CONFIG=x", "--screenshot",
-                        "s.png", "--home", "/h", "my project.vel"};
+  const char* argv[] = {"vela",         "--headless", "--size", "320x200", "CONFIG=x",
+                        "--screenshot", "s.png",      "--home", "/h",      "my project.vel"};
   CommandLine cl;
   std::string err;
   ASSERT_TRUE(ParseCommandLine(10, argv, {}, &cl, &err)) << err;
@@ -61,8 +62,8 @@ TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
 
 TEST(CommandLine, RefusesWhatItCannotUse) {
   const std::vector<std::vector<const char*>> bad = {
-      {"vela", "--bogus"},        {"vela", "--size", "0x5"},     {"vela", "--size", "12"},
-      {"vela", "--size", "9x9x"}, {"vela", "--screenshot"},      {"vela", "a", "b"},
+      {"vela", "--bogus"},        {"vela", "--size", "0x5"},      {"vela", "--size", "12"},
+      {"vela", "--size", "9x9x"}, {"vela", "--screenshot"},       {"vela", "a", "b"},
       {"vela", "Colour=red"},     {"vela", "--script", "f.vcmd"}, {"vela", "--ini", ""}};
   for (const auto& words : bad) {
     CommandLine cl;
@@ -79,6 +80,15 @@ TEST(CommandLine, RefusesWhatItCannotUse) {
   std::string err;
   EXPECT_TRUE(ParseCommandLine(3, argv, withScript, &cl, &err));
   EXPECT_EQ(cl.script, "-");
+  // The program's own build has them all: a serving run with a command file.
+  const CommandLineFeatures all{true, true, true};
+  const char* serve[] = {"vela", "--serve", "--script", "f.vcmd", "--headless"};
+  EXPECT_TRUE(ParseCommandLine(5, serve, all, &cl, &err)) << err;
+  EXPECT_TRUE(cl.serve);
+  EXPECT_EQ(cl.script, "f.vcmd");
+  EXPECT_NE(UsageText(all).find("[--serve]"), std::string::npos);
+  const char* noFile[] = {"vela", "--script"};
+  EXPECT_FALSE(ParseCommandLine(2, noFile, all, &cl, &err));
 }
 
 }  // namespace
