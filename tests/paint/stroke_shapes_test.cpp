@@ -1,0 +1,252 @@
+// Dab masks, the Pen disc, curve flattening, the grid, the curves and the speed input.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "paint/grid.h"
+#include "paint/pressure.h"
+#include "paint/stroke.h"
+#include "start/main_loop.h"
+
+namespace vela {
+namespace {
+
+// The resampling rule in exact integers: the share of entry j is [63j/r, 63(j+1)/r), and byte k
+// covers [k, k+1), so every overlap times r is a whole number.
+std::vector<int> Resampled(const uint8_t* p, int r, int power) {
+  std::vector<int> out(r + 1, 0);
+  for (int j = 0; j < r; ++j) {
+    int v;
+    if (r < 64) {
+      int64_t sum = 0;
+      for (int k = 0; k < 64; ++k) {
+        int64_t lo = std::max<int64_t>(int64_t{k} * r, int64_t{63} * j);
+        int64_t hi = std::min<int64_t>(int64_t{k + 1} * r, int64_t{63} * (j + 1));
+        if (hi > lo) sum += (hi - lo) * p[k];
+      }
+      v = static_cast<int>(power * sum / (63 * 255));
+    } else {
+      int i = 63 * j / r, fr = 63 * j % r;
+      int a = i < 64 ? p[i] : 0, b = i + 1 < 64 ? p[i + 1] : 0;
+      v = static_cast<int>((int64_t{r - fr} * a + int64_t{fr} * b) * power / (int64_t{255} * r));
+    }
+    out[r - 1 - j] = v;
+  }
+  return out;
+}
+
+TEST(Dab, MaskFollowsTheResamplingRule) {
+  std::mt19937 g(3);
+  for (int radius : {1, 2, 3, 7, 20, 64, 65, 90}) {
+    uint8_t profile[64];
+    for (int i = 0; i < 64; ++i) profile[i] = static_cast<uint8_t>(i % 3 ? g() % 256 : 4 * i);
+    int power = radius % 2 ? 255 : 200;
+    int side = 2 * radius + 1, r = std::max(side / 2 - 1, 1);
+    std::vector<int> out = Resampled(profile, r, power);
+    std::vector<uint8_t> mask(side * side);
+    FillDabMask(mask.data(), side, profile, power);
+    for (int y = 0; y < side; ++y)
+      for (int x = 0; x < side; ++x) {
+        int dx = x - side / 2, dy = y - side / 2;
+        int want = 0;
+        if (dx * dx + dy * dy <= r * r) {
+          double d = std::sqrt(dx * dx + dy * dy);
+          int i = static_cast<int>(d);
+          double f = d - i;
+          int a = i < r ? out[i] : 0, b = i < r - 1 ? out[i + 1] : 0;
+          want = static_cast<int>(a * (1 - f) + b * f);
+        }
+        ASSERT_NEAR(mask[y * side + x], want, 0)
+            << "radius " << radius << " at " << dx << "," << dy;
+      }
+  }
+}
+
+TEST(Dab, RebuildMakesTheCurrentBrushCentredOnItsHandle) {
+  uint8_t profile[64];
+  for (int i = 0; i < 64; ++i) profile[i] = static_cast<uint8_t>(4 * i);
+  ASSERT_EQ(RebuildDab(0, 255, profile), 0);  // radius 0 is read as 1
+  EXPECT_EQ(CurrentBrush()->width, 3);
+  ASSERT_EQ(RebuildDab(12, 255, profile), 0);
+  Brush* b = CurrentBrush();
+  EXPECT_EQ(b->kind, BrushKindDab);
+  EXPECT_EQ(b->width, 25);
+  EXPECT_EQ(b->handleX, 12);
+  EXPECT_EQ(b->mask[12 * 25 + 12], *std::max_element(b->mask, b->mask + 25 * 25));
+  EXPECT_EQ(b->mask[12 * 25 + 1], 0);  // beyond r = 11
+  SetCurrentBrush(nullptr);
+}
+
+TEST(PenDisc, SmallRadiiAndRoundness) {
+  uint8_t one[1];
+  FillPenDisc(one, 0);
+  EXPECT_EQ(one[0], 255);
+  uint8_t plus[9];
+  FillPenDisc(plus, 1);
+  EXPECT_EQ(std::vector<uint8_t>(plus, plus + 9),
+            (std::vector<uint8_t>{0, 255, 0, 255, 255, 255, 0, 255, 0}));
+  for (int r = 2; r <= 100; r += 7) {
+    int side = 2 * r + 1;
+    std::vector<uint8_t> m(side * side);
+    FillPenDisc(m.data(), r);
+    for (int y = 0; y < side; ++y)
+      for (int x = 0; x < side; ++x) {
+        int dx = x - r, dy = y - r, q = dx * dx + dy * dy;
+        bool on = m[y * side + x] == 255;
+        EXPECT_EQ(on, m[x * side + y] == 255);               // symmetric about the diagonal
+        EXPECT_EQ(on, m[(side - 1 - y) * side + x] == 255);  // and the horizontal
+        if (q <= r * r - r) EXPECT_TRUE(on) << r << " " << dx << "," << dy;
+        if (q > r * r + r) EXPECT_FALSE(on) << r << " " << dx << "," << dy;
+      }
+  }
+}
+
+struct Pieces {
+  std::vector<CurvePiece> list;
+  static void Add(const CurvePiece& p, void* self) {
+    static_cast<Pieces*>(self)->list.push_back(p);
+  }
+};
+
+TEST(Flatten, SplitsAtTheMiddleFirstHalfFirst) {
+  Pieces got;
+  FlattenQuadratic(0, 0, 2048, 160, 4096, 0, 0, 100, 255, 10, 20, 30, true, false, Pieces::Add,
+                   &got);
+  ASSERT_EQ(got.list.size(), 2u);
+  const CurvePiece& a = got.list[0];
+  const CurvePiece& b = got.list[1];
+  EXPECT_EQ((std::vector<int>{a.x0, a.y0, a.x1, a.y1, a.size0, a.size1, a.opacity0, a.opacity1}),
+            (std::vector<int>{0, 0, 2048, 80, 0, 113, 10, 20}));
+  EXPECT_EQ((std::vector<int>{b.x0, b.y0, b.x1, b.y1, b.size0, b.size1, b.opacity0, b.opacity1}),
+            (std::vector<int>{2048, 80, 4096, 0, 113, 255, 20, 30}));
+  EXPECT_TRUE(a.first);
+  EXPECT_FALSE(b.first);
+  // Just flat: one piece; and a chain of pieces on a deep curve never sets first after the start.
+  got.list.clear();
+  FlattenQuadratic(0, 0, 2048, 143, 4096, 0, 0, 0, 0, 0, 0, 0, false, false, Pieces::Add, &got);
+  EXPECT_EQ(got.list.size(), 1u);
+  got.list.clear();
+  FlattenCubic(0, 0, 0, 40000, 40000, 40000, 40000, 0, 0, 255, 0, 255, true, false, Pieces::Add,
+               &got);
+  ASSERT_GT(got.list.size(), 8u);
+  for (size_t i = 0; i < got.list.size(); ++i) {
+    EXPECT_EQ(got.list[i].first, i == 0);
+    if (i) EXPECT_EQ(got.list[i].x0, got.list[i - 1].x1);
+    if (i) EXPECT_EQ(got.list[i].y0, got.list[i - 1].y1);
+  }
+  EXPECT_EQ(got.list.back().x1, 40000);
+}
+
+class GridTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    saved_ = Grid;
+    GridOn = 1;
+  }
+  void TearDown() override {
+    Grid = saved_;
+    GridOn = 0;
+  }
+  static int Snap(int p) {
+    int32_t x = (p << 16) + 0x8000, y = x;
+    SnapPagePosition(&x, &y);
+    EXPECT_EQ(x & 0xFFFF, 0x7FFF);
+    return x >> 16;
+  }
+  GridSettings saved_;
+};
+
+TEST_F(GridTest, SnapsPositionsToTheLattice) {
+  Grid = {1, 1, 0, 0};
+  for (int p : {-3, 0, 5, 77}) EXPECT_EQ(Snap(p), p);
+  Grid = {10, 10, 3, 3};
+  EXPECT_EQ(Snap(7), 3);
+  EXPECT_EQ(Snap(8), 13);
+  Grid = {10, 10, 0, 0};
+  EXPECT_EQ(Snap(-6), -10);
+  EXPECT_EQ(Snap(-4), 0);
+  double x = 8.25, y = 14.0;
+  SnapPoint(&x, &y);
+  EXPECT_EQ(x, 10.0);
+  EXPECT_EQ(y, 10.0);
+  int32_t w = 14, h = 16;
+  Grid = {10, 10, 7, 7};  // sizes ignore the origin
+  SnapSize(&w, &h);
+  EXPECT_EQ(w, 10);
+  EXPECT_EQ(h, 20);
+  GridOn = 0;
+  int32_t px = 0x80000, py = 0x80000;
+  SnapPagePosition(&px, &py);
+  EXPECT_EQ(px, 0x80000);
+}
+
+TEST_F(GridTest, SetGridCapsAndReducesTheOrigin) {
+  SetGrid(1, 10, 0, 12, -12, 4);
+  EXPECT_EQ(Grid.width, 10);
+  EXPECT_EQ(Grid.height, 1);
+  EXPECT_EQ(Grid.x, 2);
+  EXPECT_EQ(Grid.y, 0);
+  SetGrid(1, 5000, 10, 0, -12, 4);
+  EXPECT_EQ(Grid.width, 999);
+  EXPECT_EQ(Grid.y, 2);
+  Grid.x = 7;
+  SetGrid(1, 4, 0, 99, 99, 1);  // only the width given: the stored origin is reduced
+  EXPECT_EQ(Grid.x, 3);
+  SetGrid(0, 4, 4, 0, 0, 0);
+  EXPECT_EQ(GridOn, 0);
+}
+
+TEST(Curves, HandleShapesTheTable) {
+  uint8_t t[256];
+  BuildCurve(0, 0, t);
+  for (int i = 0; i < 256; ++i) {
+    EXPECT_NEAR(t[i], i, 3) << i;
+    if (i) EXPECT_GE(t[i], t[i - 1]);
+  }
+  BuildCurve(252, 0, t);
+  EXPECT_EQ(t[0], 0);
+  EXPECT_LT(t[128], 40);
+  EXPECT_EQ(t[255], std::clamp(2 * t[254] - t[253], 0, 255));
+}
+
+TEST(Speed, StillPointerReadsSlowestFromTheThirdEvent) {
+  ResetStrokeContext();
+  SetSpeedCurve(0, 0, 35);
+  for (bool invert : {false, true}) {
+    StrokeCtx.speedInvert = invert;
+    Speed = SpeedState{};
+    SpeedInput(1.0, 0, 0);
+    int moving = SpeedInput(1.5, 12, 16);  // 20 pixels in 50 cs at scale 35
+    int kept = SpeedCurve[14];
+    EXPECT_EQ(moving, invert ? kept : 255 - kept);
+    EXPECT_EQ(SpeedInput(2.0, 12, 16), moving);
+    EXPECT_EQ(SpeedInput(2.5, 12, 16), moving);
+    EXPECT_EQ(SpeedInput(3.0, 12, 16), invert ? 0 : 255);
+    // Too little time since the last reading keeps it.
+    EXPECT_EQ(SpeedInput(1.5000001, 60, 0), moving);
+    // Fast enough to cap the index.
+    EXPECT_EQ(SpeedInput(1.6, 600, 0), invert ? SpeedCurve[255] : 255 - SpeedCurve[255]);
+  }
+}
+
+TEST(Speed, InputsFromPressureAndSpeed) {
+  ResetStrokeContext();
+  UpdateStrokeInputs(-1, 90);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
+  UpdateStrokeInputs(100, 90);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
+  StrokeCtx.speedOn = true;
+  UpdateStrokeInputs(-1, 90);  // a mouse: speed stands in
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 90));
+  StrokeCtx.speedOn = false;
+  StrokeCtx.speedInvert = true;
+  UpdateStrokeInputs(100, 90);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 155));
+  EXPECT_EQ(Inputs.shown, 90);
+}
+
+}  // namespace
+}  // namespace vela
