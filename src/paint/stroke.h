@@ -135,7 +135,7 @@ struct DirtyRect {
 extern DirtyRect Dirty;
 void MarkDirty(int x0, int y0, int x1, int y1);
 void ClearDirty();
-// Undo (Part of project) listens here: called with the operation's name after each change.
+// Undo listens here: called with the operation's name after each change.
 extern void (*UndoLabelHook)(const char* name);
 // Sends a rectangle of the page to the display.
 void FillToDisplay(int x, int y, int width, int height);
