@@ -340,6 +340,9 @@ int StrokeLine(Brush* brush, int32_t x0, int32_t y0, int32_t x1, int32_t y1, Pix
     if (Wet.on && !StrokeCtx.keepWet) ClearWetDirty();
   }
   const bool er = erase != 0;
+  // Ends far off any page are pulled in, so the fixed-point sums below cannot overflow.
+  constexpr int32_t kFar = 1 << 30;
+  for (int32_t* v : {&x0, &y0, &x1, &y1}) *v = std::clamp(*v, -kFar, kFar);
   x0 -= brush->handleX << 16, y0 -= brush->handleY << 16;
   x1 -= brush->handleX << 16, y1 -= brush->handleY << 16;
   {
