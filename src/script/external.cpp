@@ -9,6 +9,7 @@
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/run.h"
+#include "start/settings.h"
 
 namespace vela {
 
@@ -82,7 +83,7 @@ void ReleaseExternalCommand(ExternalCommand* c) {
 }
 
 bool StartCommands() {
-  GaugeEnabled = Ini().gauge;
+  GaugeEnabled = MainSet.gauge;
   Input().runCommand = RunExternalCommand;
   Input().releaseExternal = ReleaseExternalCommand;
   ChannelSetRequestHandler(OnChannelRequest);

@@ -108,26 +108,15 @@ bool Yes(const std::string& v) {
 }
 
 void ReadSysColors() {
-  for (int i = 0; i < kSysColorCount; ++i) {
-    Pixel c = kDefaultSysColors[i];
-    char def[64];
-    std::snprintf(def, sizeof def, "%d %d %d", (c >> 16) & 255, (c >> 8) & 255, c & 255);
-    std::string v = ConfigString("SysColors", kSysColorKeys[i], def);
-    int r, g, b;
-    if (std::sscanf(v.c_str(), "%d %d %d", &r, &g, &b) == 3)
-      c = 0xFF000000u | (static_cast<Pixel>(r & 255) << 16) | (static_cast<Pixel>(g & 255) << 8) |
-          static_cast<Pixel>(b & 255);
-    Ws.sysColors[i] = c;
-  }
+  for (int i = 0; i < kSysColorCount; ++i)
+    Ws.sysColors[i] = ParseRgb(
+        ConfigString("SysColors", kSysColorKeys[i], FormatRgb(kDefaultSysColors[i]).c_str()).c_str(),
+        kDefaultSysColors[i]);
 }
 
 void WriteSysColors() {
-  for (int i = 0; i < kSysColorCount; ++i) {
-    Pixel c = Ws.sysColors[i];
-    char v[64];
-    std::snprintf(v, sizeof v, "%d %d %d", (c >> 16) & 255, (c >> 8) & 255, c & 255);
-    ConfigPut("SysColors", kSysColorKeys[i], v);
-  }
+  for (int i = 0; i < kSysColorCount; ++i)
+    ConfigPut("SysColors", kSysColorKeys[i], FormatRgb(Ws.sysColors[i]).c_str());
 }
 
 ScreenRecord* OpenDisplay() {
@@ -303,6 +292,10 @@ int RunProgram(int argc, const char* const* argv) {
   Ws.undoMode = 0;
   ParseOptions(argc, argv);
   if (Options().undoMode >= 0) Ws.undoMode = Options().undoMode;
+  MainSet.edmund = Options().configRexx;
+  if (Options().noGauge) MainSet.gauge = 0;
+  if (Options().noBorder) MainSet.border = 0;
+  if (Options().noEraseAlert) MainSet.zorro = 1;
 
   if (OpenGraphics(740, 576) != 0) {
     ReleaseAll();
@@ -401,13 +394,15 @@ int ProgramMain(const char* commandLine) {
   s.tabletDrv = IniString("TabletDrv", "tablet.dll");
   p.monitorFile = IniString("MONITOR", "");
   p.scriptDir = IniString("EDMUNDDIR", "edmund");
-  s.gauge = IniInt("GAUGE", 1);
-  s.border = IniInt("BORDER", 1);
-  s.noOverwriteQuestion = !IniInt("ZORRO", !s.noOverwriteQuestion);
-  Options().screenOffsetX = IniInt("ScreenOffsetX", Options().screenOffsetX);
-  Options().screenOffsetY = IniInt("ScreenOffsetY", Options().screenOffsetY);
-  p.sparePath = IniString("SPARE", "");
-  p.projectPath = IniString("PROJECT", "");
+  // These start the read-only keys of Main, which a configuration may still override.
+  MainSettings& m = MainSet;
+  m.gauge = IniInt("GAUGE", 1);
+  m.border = IniInt("BORDER", 1);
+  m.zorro = !IniInt("ZORRO", !m.zorro);  // stored inverted in the ini
+  m.screenOffsetX = Options().screenOffsetX = IniInt("ScreenOffsetX", Options().screenOffsetX);
+  m.screenOffsetY = Options().screenOffsetY = IniInt("ScreenOffsetY", Options().screenOffsetY);
+  m.spare = p.sparePath = IniString("SPARE", "");
+  m.project = p.projectPath = IniString("PROJECT", "");
   std::string fast = IniString("TEMP", "");
   if (!fast.empty()) p.fastSavePath = fast;
   if (p.fastSavePath.empty()) p.fastSavePath = "Quadrel.tmp";

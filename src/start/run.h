@@ -42,9 +42,6 @@ struct IniSettings {
   int forceTablet = 0;
   int tabletOff = 0;
   std::string tabletDrv = "tablet.dll";
-  int gauge = 1;
-  int border = 1;
-  int noOverwriteQuestion = 0;  // stored inverted as ZORRO
   int popX = 0;
   int popY = 0;
   int dibPatch = 1;
