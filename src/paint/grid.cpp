@@ -29,18 +29,6 @@ int32_t SnapFixed(int32_t f, int w, int o) {
   return static_cast<int32_t>((static_cast<uint32_t>(r) << 16) + 0x7FFF);
 }
 
-int GetInt(const char* section, const char* key, const char* def) {
-  char buf[64];
-  ConfigGet(section, key, buf, def, sizeof buf);
-  return ParseInt(buf);
-}
-
-void PutInt(const char* section, const char* key, int value) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%d", value);
-  ConfigPut(section, key, buf);
-}
-
 }  // namespace
 
 void ActiveGrid() {
@@ -88,20 +76,20 @@ void SetPanto(int x, int y) {
 }
 
 void LoadGridSettings() {
-  Grid.width = Pitch(GetInt("Grid", "W", "1"));
-  Grid.height = Pitch(GetInt("Grid", "H", "1"));
-  Grid.x = std::abs(GetInt("Grid", "X", "0") % Grid.width);
-  Grid.y = std::abs(GetInt("Grid", "Y", "0") % Grid.height);
-  SetPanto(GetInt("Settings", "PantoX", "0"), GetInt("Settings", "PantoY", "0"));
+  Grid.width = Pitch(ConfigGetInt("Grid", "W", 1));
+  Grid.height = Pitch(ConfigGetInt("Grid", "H", 1));
+  Grid.x = std::abs(ConfigGetInt("Grid", "X", 0) % Grid.width);
+  Grid.y = std::abs(ConfigGetInt("Grid", "Y", 0) % Grid.height);
+  SetPanto(ConfigGetInt("Settings", "PantoX", 0), ConfigGetInt("Settings", "PantoY", 0));
 }
 
 void SaveGridSettings() {
-  PutInt("Grid", "W", Grid.width);
-  PutInt("Grid", "H", Grid.height);
-  PutInt("Grid", "X", Grid.x);
-  PutInt("Grid", "Y", Grid.y);
-  PutInt("Settings", "PantoX", Draw.pantoX);
-  PutInt("Settings", "PantoY", Draw.pantoY);
+  ConfigPutInt("Grid", "W", Grid.width);
+  ConfigPutInt("Grid", "H", Grid.height);
+  ConfigPutInt("Grid", "X", Grid.x);
+  ConfigPutInt("Grid", "Y", Grid.y);
+  ConfigPutInt("Settings", "PantoX", Draw.pantoX);
+  ConfigPutInt("Settings", "PantoY", Draw.pantoY);
 }
 
 }  // namespace vela

@@ -32,18 +32,6 @@ struct WindowKeys {
   char x[32] = "", y[32] = "", display[32] = "";
 } g_window;
 
-int GetInt(const char* section, const char* key, const char* def) {
-  char buf[64];
-  ConfigGet(section, key, buf, def, sizeof buf);
-  return ParseInt(buf);
-}
-
-void PutInt(const char* section, const char* key, int value) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%d", value);
-  ConfigPut(section, key, buf);
-}
-
 }  // namespace
 
 void BuildCurve(int x, int y, uint8_t table[256]) {
@@ -85,9 +73,9 @@ void SetSpeedCurve(int x, int y, int scale) {
 
 void LoadPressureSettings() {
   const char* s = "Pressure";
-  SetPressureCurve(GetInt(s, "PressureX", "0"), GetInt(s, "PressureY", "0"), PressureScale);
+  SetPressureCurve(ConfigGetInt(s, "PressureX", 0), ConfigGetInt(s, "PressureY", 0), PressureScale);
   // The speed scale starts at 35; tools set their own when selected.
-  SetSpeedCurve(GetInt(s, "SpeedX", "0"), GetInt(s, "SpeedY", "0"), 35);
+  SetSpeedCurve(ConfigGetInt(s, "SpeedX", 0), ConfigGetInt(s, "SpeedY", 0), 35);
   // The window belongs to the window system; its keys are kept as they were.
   ConfigGet(s, "WIN_X", g_window.x, "", sizeof g_window.x);
   ConfigGet(s, "WIN_Y", g_window.y, "", sizeof g_window.y);
@@ -96,10 +84,10 @@ void LoadPressureSettings() {
 
 void SavePressureSettings() {
   const char* s = "Pressure";
-  PutInt(s, "PressureX", Curves.pressureX);
-  PutInt(s, "PressureY", Curves.pressureY);
-  PutInt(s, "SpeedX", Curves.speedX);
-  PutInt(s, "SpeedY", Curves.speedY);
+  ConfigPutInt(s, "PressureX", Curves.pressureX);
+  ConfigPutInt(s, "PressureY", Curves.pressureY);
+  ConfigPutInt(s, "SpeedX", Curves.speedX);
+  ConfigPutInt(s, "SpeedY", Curves.speedY);
   if (*g_window.x) ConfigPut(s, "WIN_X", g_window.x);
   if (*g_window.y) ConfigPut(s, "WIN_Y", g_window.y);
   if (*g_window.display) ConfigPut(s, "Display", g_window.display);

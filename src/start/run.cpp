@@ -55,13 +55,6 @@ int IniInt(const char* key, int def) {
   return GetPrivateProfileInt("STARTUP", key, def, Paths().iniPath.c_str());
 }
 
-std::string ConfigString(const char* section, const char* key, const char* def) {
-  char buf[4096];
-  int n = ConfigGet(section, key, buf, def, sizeof buf - 1);
-  buf[n < 0 ? 0 : n] = 0;
-  return buf;
-}
-
 std::string Absolute(const std::string& p) {
   if (p.empty() || p == "-" || p[0] == '/') return p;
   std::error_code ec;
@@ -110,7 +103,8 @@ bool Yes(const std::string& v) {
 void ReadSysColors() {
   for (int i = 0; i < kSysColorCount; ++i)
     Ws.sysColors[i] = ParseRgb(
-        ConfigString("SysColors", kSysColorKeys[i], FormatRgb(kDefaultSysColors[i]).c_str()).c_str(),
+        ConfigString("SysColors", kSysColorKeys[i], FormatRgb(kDefaultSysColors[i]).c_str())
+            .c_str(),
         kDefaultSysColors[i]);
 }
 

@@ -25,22 +25,14 @@ constexpr int kPathCapacity = 199;  // Spare and Project
 
 std::string Get(const char* section, const char* key, const char* def,
                 int capacity = kValueCapacity) {
-  char buf[kValueCapacity + 1];
-  int n = ConfigGet(section, key, buf, def, capacity);
-  buf[n] = 0;
-  return buf;
+  return ConfigString(section, key, def, capacity);
 }
 
 int GetInt(const char* section, const char* key, int def) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%d", def);
-  return ParseInt(Get(section, key, text).c_str());
+  return ConfigGetInt(section, key, def);
 }
-
 void PutInt(const char* section, const char* key, int value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%d", value);
-  ConfigPut(section, key, text);
+  ConfigPutInt(section, key, value);
 }
 
 bool StartsWith(const std::string& value, const char* word, bool anyCase) {
@@ -68,6 +60,25 @@ int Clamp(int v, int lo, int hi) {
 }
 
 }  // namespace
+
+std::string ConfigString(const char* section, const char* key, const char* def, int capacity) {
+  char buf[kValueCapacity + 1];
+  int n = ConfigGet(section, key, buf, def, std::min(capacity, kValueCapacity));
+  buf[n] = 0;
+  return buf;
+}
+
+int ConfigGetInt(const char* section, const char* key, int def) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", def);
+  return ParseInt(ConfigString(section, key, text).c_str());
+}
+
+void ConfigPutInt(const char* section, const char* key, int value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", value);
+  ConfigPut(section, key, text);
+}
 
 int ParseInt(const char* text) {
   char* end = nullptr;

@@ -74,6 +74,12 @@ void SaveMainSettings();
 void LoadSystemSettings();
 void SaveSystemSettings();
 
+// A value of the open configuration as a string, cut to capacity characters.
+std::string ConfigString(const char* section, const char* key, const char* def,
+                         int capacity = 4095);
+int ConfigGetInt(const char* section, const char* key, int def);
+void ConfigPutInt(const char* section, const char* key, int value);
+
 // Reads a config value the way every load function converts it. ParseDecimal takes decimal
 // numbers only ("0x10" is 0, as are "inf" and "nan").
 int ParseInt(const char* text);
