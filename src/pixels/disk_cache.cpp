@@ -119,10 +119,11 @@ int HostOpen(const char* path) {
   return ::open(path, O_RDWR | O_CREAT | O_EXCL | O_TRUNC | O_CLOEXEC, 0600);
 }
 
-bool HostWrite(int fd, const void* bytes, size_t size, int64_t offset) {
-  auto* p = static_cast<const uint8_t*>(bytes);
+// Whole transfers only: a short read or write is retried, an end of file or error fails.
+template <typename Byte, typename Io>
+bool Transfer(Io io, int fd, Byte* p, size_t size, int64_t offset) {
   while (size > 0) {
-    ssize_t n = ::pwrite(fd, p, size, offset);
+    ssize_t n = io(fd, p, size, offset);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return false;
     p += n;
@@ -132,17 +133,12 @@ bool HostWrite(int fd, const void* bytes, size_t size, int64_t offset) {
   return true;
 }
 
+bool HostWrite(int fd, const void* bytes, size_t size, int64_t offset) {
+  return Transfer(::pwrite, fd, static_cast<const uint8_t*>(bytes), size, offset);
+}
+
 bool HostRead(int fd, void* bytes, size_t size, int64_t offset) {
-  auto* p = static_cast<uint8_t*>(bytes);
-  while (size > 0) {
-    ssize_t n = ::pread(fd, p, size, offset);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    p += n;
-    size -= static_cast<size_t>(n);
-    offset += n;
-  }
-  return true;
+  return Transfer(::pread, fd, static_cast<uint8_t*>(bytes), size, offset);
 }
 
 bool HostExtend(int fd, int64_t newSize) {
