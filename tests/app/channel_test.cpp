@@ -1,34 +1,25 @@
 // A serving vela spoken to over its socket by this process and by vela-command.
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
+#include "app_fixture.h"
+
+namespace apptest {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-class Served : public ::testing::Test {
+class Served : public TempDirTest {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("vela-chan-" + std::to_string(getpid()) + "-" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+    TempDirTest::SetUp();
     socket_ = (dir_ / "s").string();
   }
   void TearDown() override {
@@ -36,7 +27,7 @@ class Served : public ::testing::Test {
       kill(pid_, SIGKILL);
       waitpid(pid_, nullptr, 0);
     }
-    fs::remove_all(dir_);
+    TempDirTest::TearDown();
   }
 
   // Starts vela --serve; with runtimeDir set the socket takes its default place there.
@@ -72,7 +63,7 @@ class Served : public ::testing::Test {
       int st;
       if (waitpid(pid_, &st, WNOHANG) == pid_) {
         pid_ = -1;
-        return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+        return ExitCode(st);
       }
       std::this_thread::sleep_for(50ms);
     }
@@ -119,17 +110,12 @@ class Served : public ::testing::Test {
     return r.empty() ? "<no reply>" : r[0];
   }
   int Client(const std::string& args, std::string* out) {
-    std::string cmd = "VELA_SOCKET='" + socket_ + "' '" VELA_COMMAND_EXE "' --timeout 20 " + args +
-                      " 2>/dev/null";
-    FILE* p = popen(cmd.c_str(), "r");
-    char buf[512];
-    out->clear();
-    while (fgets(buf, sizeof buf, p)) *out += buf;
-    int st = pclose(p);
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    int status;
+    *out = Sh("VELA_SOCKET='" + socket_ + "' '" VELA_COMMAND_EXE "' --timeout 20 " + args + " 2>/dev/null",
+              &status);
+    return status;
   }
 
-  fs::path dir_;
   std::string socket_;
   pid_t pid_ = -1;
 };
@@ -201,8 +187,7 @@ TEST_F(Served, DefaultSocketInAPrivateFolderAndEndsOnSignal) {
       "cd '" + dir_.string() + "' && env -u DISPLAY -u VELA_SOCKET XDG_RUNTIME_DIR='" +
       runtime.string() + "' HOME='" + dir_.string() +
       "' '" VELA_EXE "' --headless --serve --home home2 --ini V2.INI >/dev/null 2>err2.txt";
-  int status = std::system(cmd.c_str());
-  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
+  EXPECT_EQ(ExitCode(std::system(cmd.c_str())), 1);
   EXPECT_EQ(Ask("request qd_getheight"), "data 48");
   kill(pid_, SIGTERM);
   EXPECT_EQ(WaitEnd(), 0);
@@ -210,3 +195,4 @@ TEST_F(Served, DefaultSocketInAPrivateFolderAndEndsOnSignal) {
 }
 
 }  // namespace
+}  // namespace apptest

@@ -1,183 +1,157 @@
-// Whole runs of the vela program, headless, in a temporary home.
-#include <gtest/gtest.h>
-#include <png.h>
-#include <sys/wait.h>
+// Whole headless runs of the vela program: options, event files and command files.
+#include <gmock/gmock.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
+#include "app_fixture.h"
 
+namespace apptest {
 namespace {
 
-namespace fs = std::filesystem;
+using ::testing::HasSubstr;
 
-struct Png {
-  int width = 0, height = 0, channels = 0;
-  std::vector<uint8_t> bytes;
-  const uint8_t* At(int x, int y) const { return &bytes[(static_cast<size_t>(y) * width + x) * channels]; }
-};
-
-bool ReadPng(const fs::path& path, Png* out) {
-  png_image img{};
-  img.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_file(&img, path.c_str())) return false;
-  out->channels = (img.format & PNG_FORMAT_FLAG_ALPHA) ? 4 : 3;
-  img.format = out->channels == 4 ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
-  out->width = img.width;
-  out->height = img.height;
-  out->bytes.resize(PNG_IMAGE_SIZE(img));
-  return png_image_finish_read(&img, nullptr, out->bytes.data(), 0, nullptr) != 0;
-}
-
-std::string Slurp(const fs::path& p) {
-  std::ifstream in(p);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-class HeadlessRun : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("vela-run-" + std::to_string(getpid()) + "-" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-    home_ = dir_ / "home";
-    ini_ = dir_ / "Vela.INI";
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  // Runs vela with the temporary home and ini; returns the exit status.
-  int Run(const std::string& args) {
-    std::string cmd = std::string("env -u DISPLAY -u WAYLAND_DISPLAY HOME=") + dir_.string() +
-                      " '" VELA_EXE "' --home '" + home_.string() + "' --ini '" + ini_.string() +
-                      "' " + args + " >'" + (dir_ / "out.txt").string() + "' 2>'" +
-                      (dir_ / "err.txt").string() + "'";
-    int st = std::system(cmd.c_str());
-    return WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  }
-  std::string Err() { return Slurp(dir_ / "err.txt"); }
-
-  fs::path dir_, home_, ini_;
-};
-
-TEST_F(HeadlessRun, ShowsThePageAndWritesItsSettings) {
-  fs::path shot = dir_ / "s.png";
-  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --screenshot '" + shot.string() + "'"), 0) << Err();
-
+TEST_F(VelaRun, ShowsThePageAndWritesItsSettings) {
+  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --screenshot s.png"), 0) << Err();
   Png png;
-  ASSERT_TRUE(ReadPng(shot, &png));
+  ASSERT_TRUE(ReadPng(dir_ / "s.png", &png));
   EXPECT_EQ(png.width, 1280);
   EXPECT_EQ(png.height, 800);
   // A new page is transparent and shows black, centred on the interface background.
   const int left = (1280 - 320) / 2, top = (800 - 200) / 2;
-  auto rgb = [&](int x, int y) {
-    const uint8_t* p = png.At(x, y);
-    return (p[0] << 16) | (p[1] << 8) | p[2];
-  };
-  EXPECT_EQ(rgb(left, top), 0x000000);
-  EXPECT_EQ(rgb(left + 319, top + 199), 0x000000);
-  EXPECT_EQ(rgb(left - 1, top), 0xA5A6A5);
-  EXPECT_EQ(rgb(left + 320, top + 199), 0xA5A6A5);
-  EXPECT_EQ(rgb(left, top + 200), 0xA5A6A5);
+  EXPECT_EQ(png.Rgb(left, top), 0x000000u);
+  EXPECT_EQ(png.Rgb(left + 319, top + 199), 0x000000u);
+  EXPECT_EQ(png.Rgb(left - 1, top), 0xA5A6A5u);
+  EXPECT_EQ(png.Rgb(left + 320, top + 199), 0xA5A6A5u);
+  EXPECT_EQ(png.Rgb(left, top + 200), 0xA5A6A5u);
 
-  std::string config = Slurp(home_ / "configs" / "Standard.ini");
-  EXPECT_NE(config.find("[Main]"), std::string::npos);
-  EXPECT_NE(config.find("PageWidth=320"), std::string::npos);
-  EXPECT_NE(config.find("PageHeight=200"), std::string::npos);
-  EXPECT_NE(config.find("SaveConfig=1"), std::string::npos);
-  EXPECT_NE(config.find("[SysColors]"), std::string::npos);
-  std::string ini = Slurp(ini_);
-  EXPECT_NE(ini.find("Last_Config=Standard"), std::string::npos) << ini;
+  std::string config = Slurp(dir_ / "home" / "configs" / "Standard.ini");
+  for (const char* line : {"[Main]", "PageWidth=320", "PageHeight=200", "SaveConfig=1", "[SysColors]"})
+    EXPECT_THAT(config, HasSubstr(line));
+  EXPECT_THAT(Slurp(dir_ / "Vela.INI"), HasSubstr("Last_Config=Standard"));
   // The home was seeded with the installed data.
-  EXPECT_TRUE(fs::exists(home_ / "datas" / "pagesize.conf"));
+  EXPECT_TRUE(fs::exists(dir_ / "home" / "datas" / "pagesize.conf"));
 
   // A second run without options reads the size back from the configuration.
-  fs::path page = dir_ / "page.png";
-  ASSERT_EQ(Run("--save-page '" + page.string() + "'"), 0) << Err();
-  ASSERT_TRUE(ReadPng(page, &png));
+  ASSERT_EQ(Run("--save-page page.png"), 0) << Err();
+  ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
   EXPECT_EQ(png.width, 320);
   EXPECT_EQ(png.height, 200);
   EXPECT_EQ(png.channels, 4);
-  EXPECT_EQ(png.At(10, 10)[3], 0);  // transparent
-}
+  EXPECT_EQ(png.Alpha(10, 10), 0);  // transparent
 
-TEST_F(HeadlessRun, ConfigOptionAndHeadlessSize) {
-  fs::path shot = dir_ / "s.png";
-  ASSERT_EQ(Run("--size 400x300 CONFIG=studio PageWidth=64 PageHeight=48 --screenshot '" +
-                shot.string() + "'"),
-            0)
+  // Another configuration and screen size.
+  ASSERT_EQ(Run("--size 400x300 CONFIG=studio PageWidth=64 PageHeight=48 --screenshot s.png"), 0)
       << Err();
-  Png png;
-  ASSERT_TRUE(ReadPng(shot, &png));
+  ASSERT_TRUE(ReadPng(dir_ / "s.png", &png));
   EXPECT_EQ(png.width, 400);
   EXPECT_EQ(png.height, 300);
-  EXPECT_TRUE(fs::exists(home_ / "configs" / "studio.ini"));
-  EXPECT_NE(Slurp(ini_).find("Last_Config=studio"), std::string::npos);
+  EXPECT_TRUE(fs::exists(dir_ / "home" / "configs" / "studio.ini"));
+  EXPECT_THAT(Slurp(dir_ / "Vela.INI"), HasSubstr("Last_Config=studio"));
 }
 
-TEST_F(HeadlessRun, MissingProjectIsReportedAndTheRunGoesOn) {
-  fs::path page = dir_ / "page.png";
-  ASSERT_EQ(Run("PageWidth=16 PageHeight=8 '" + (dir_ / "nothere.vel").string() +
-                "' --save-page '" + page.string() + "'"),
-            0);
-  EXPECT_NE(Err().find("File not found!"), std::string::npos) << Err();
+TEST_F(VelaRun, BadCommandLinesAndFiles) {
+  for (const char* args : {"--bogus", "--size 0x0", "Colour=red", "a.vel b.vel", "--screenshot", "--script"}) {
+    EXPECT_EQ(Run(args), 2) << args;
+    EXPECT_THAT(Err(), HasSubstr("usage: vela")) << args;
+  }
+  EXPECT_FALSE(fs::exists(dir_ / "Vela.INI"));  // a refused command line touches nothing
+
+  EXPECT_EQ(Run("--screenshot no/such/dir.png"), 1);
+  EXPECT_THAT(Err(), HasSubstr("cannot write"));
+  Write("ev.txt", "move 1 1\nfly away\n");
+  EXPECT_EQ(Run("--events ev.txt"), 1);
+  EXPECT_THAT(Err(), HasSubstr("line 2"));
+  EXPECT_EQ(Run("--events none.txt"), 1);
+  EXPECT_EQ(Run("--script missing.vcmd"), 1);
+  EXPECT_THAT(Err(), HasSubstr("missing.vcmd"));
+
+  // A missing project is reported and the run goes on.
+  ASSERT_EQ(Run("PageWidth=16 PageHeight=8 nothere.vel --save-page page.png"), 0);
+  EXPECT_THAT(Err(), HasSubstr("File not found!"));
   Png png;
-  ASSERT_TRUE(ReadPng(page, &png));
+  ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
   EXPECT_EQ(png.width, 16);
 }
 
-TEST_F(HeadlessRun, BadCommandLinesExitWithTwoAndUsage) {
-  for (const char* args : {"--bogus", "--size 0x0", "Colour=red", "a.vel b.vel", "--screenshot"}) {
-    EXPECT_EQ(Run(args), 2) << args;
-    EXPECT_NE(Err().find("usage: vela"), std::string::npos) << args;
-  }
-  EXPECT_FALSE(fs::exists(ini_));  // a refused command line touches nothing
-}
-
-TEST_F(HeadlessRun, UnwritableOutputFailsTheRun) {
-  EXPECT_EQ(Run("--screenshot '" + (dir_ / "no" / "such" / "dir.png").string() + "'"), 1);
-  EXPECT_NE(Err().find("cannot write"), std::string::npos);
-}
-
-}  // namespace
-
-namespace {
-
-TEST_F(HeadlessRun, EventFilesRepeatByteForByteAndPaint) {
-  fs::path events = dir_ / "ev.txt";
-  std::ofstream(events) << "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
-                           "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n";
-  std::string args = "PageWidth=320 PageHeight=200 --events '" + events.string() + "' ";
-  fs::path a = dir_ / "a.png", b = dir_ / "b.png", page = dir_ / "page.png";
-  ASSERT_EQ(Run(args + "--screenshot '" + a.string() + "' --save-page '" + page.string() + "'"), 0) << Err();
-  ASSERT_EQ(Run(args + "--screenshot '" + b.string() + "'"), 0) << Err();
-  EXPECT_EQ(Slurp(a), Slurp(b));
+TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
+  Write("ev.txt", "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
+                  "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n");
+  const std::string args = "PageWidth=320 PageHeight=200 --events ev.txt ";
+  ASSERT_EQ(Run(args + "--screenshot a.png --save-page page.png"), 0) << Err();
+  ASSERT_EQ(Run(args + "--screenshot b.png"), 0) << Err();
+  EXPECT_EQ(Slurp(dir_ / "a.png"), Slurp(dir_ / "b.png"));
 
   Png png;
-  ASSERT_TRUE(ReadPng(page, &png));
-  auto argb = [&](int x, int y) {
-    const uint8_t* p = png.At(x, y);
-    return (static_cast<uint32_t>(p[3]) << 24) | (p[0] << 16) | (p[1] << 8) | p[2];
-  };
+  ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
   // Page origin is (480, 300): the Pen stroke of the drag, and a right-button dot in the B pen.
-  EXPECT_EQ(argb(20, 20), 0xFFFF0000u);
-  EXPECT_EQ(argb(23, 22), 0xFFFF0000u);
-  EXPECT_EQ(argb(60, 50), 0xFF000000u);
-  EXPECT_EQ(argb(40, 35), 0u);
+  EXPECT_EQ(png.Argb(20, 20), 0xFFFF0000u);
+  EXPECT_EQ(png.Argb(23, 22), 0xFFFF0000u);
+  EXPECT_EQ(png.Argb(60, 50), 0xFF000000u);
+  EXPECT_EQ(png.Argb(40, 35), 0u);
 }
 
-TEST_F(HeadlessRun, BadEventFileStopsTheRunWithItsReason) {
-  fs::path events = dir_ / "ev.txt";
-  std::ofstream(events) << "move 1 1\nfly away\n";
-  EXPECT_EQ(Run("--events '" + events.string() + "'"), 1);
-  EXPECT_NE(Err().find("line 2"), std::string::npos) << Err();
-  EXPECT_EQ(Run("--events '" + (dir_ / "none.txt").string() + "'"), 1);
+TEST_F(VelaRun, CommandFileDrawsWhatTheCommandsSay) {
+  Write("draw.vcmd",
+        "qd_setapen 0 255 0\n"
+        "qd_setbpen 0 0 255\n"
+        "qd_line 10 10 40 10\n"
+        "qd_dot 50 30 1\n"
+        "qd_fastline 0 47 63 47 255 0 0 128\n"
+        "qd_fastline -100 -80 200 220 255 255 255 255\n");
+  ASSERT_EQ(Run("--size 400x300 PageWidth=64 PageHeight=48 --script draw.vcmd --screenshot "
+                "s.png --save-page p.png"),
+            0)
+      << Err();
+  EXPECT_EQ(Out(), "\n\n\n\n\n\n");
+  Png screen, page;
+  ASSERT_TRUE(ReadPng(dir_ / "s.png", &screen));
+  ASSERT_TRUE(ReadPng(dir_ / "p.png", &page));
+  const int left = (400 - 64) / 2, top = (300 - 48) / 2;
+  auto shown = [&](int x, int y) { return screen.Rgb(left + x, top + y); };
+
+  // The Pen of a fresh run is a disc of radius 3 around each whole coordinate.
+  for (int x = 10; x <= 40; ++x) {
+    EXPECT_EQ(shown(x, 10), 0x00FF00u) << x;
+    EXPECT_EQ(page.Argb(x, 10), 0xFF00FF00u) << x;
+    EXPECT_EQ(shown(x, 20), 0u) << x;
+  }
+  const std::pair<std::pair<int, int>, uint32_t> dots[] = {
+      {{10, 12}, 0x00FF00}, {{4, 10}, 0},           {{46, 10}, 0},
+      {{50, 30}, 0x0000FF}, {{50, 28}, 0x0000FF},  // b = 1: the B pen
+      {{50, 35}, 0},        {{-1, -1}, 0xA5A6A5}};  // the interface around the page is untouched
+  for (auto [at, want] : dots) EXPECT_EQ(shown(at.first, at.second), want) << at.first << "," << at.second;
+  // A plain line, premultiplied: half red shows dark, the page keeps straight red at half alpha.
+  for (int x = 0; x < 64; ++x) {
+    if (x == 27) continue;  // the diagonal crosses here
+    EXPECT_EQ(shown(x, 47), 0x800000u) << x;
+    EXPECT_EQ(page.Argb(x, 47), 0x80FF0000u) << x;
+  }
+  // Clipped to the page: the diagonal from outside is drawn where it crosses the page.
+  for (int i = 0; i < 28; i += 3) EXPECT_EQ(page.Rgb(i, i + 20), 0xFFFFFFu) << i;
+}
+
+TEST_F(VelaRun, CommandTranscriptFromStandardInput) {
+  Write("in.txt", "qd_getwidth\n\nqd_nosuch\n[qd_getheight] [qd_nop a b]\r\n[qd_nop " +
+                      std::string(5000, 'x') + "]\nqd_version\nqd_quit\nqd_getwidth\n");
+  ASSERT_EQ(Run("PageWidth=64 PageHeight=48 --script -", "in.txt"), 0) << Err();
+  EXPECT_EQ(Out(), "64\n\n[48][a b]\n\nVela1.00 us\n\n");
+  EXPECT_THAT(Err(), HasSubstr("line 5"));
+
+  // The run ends after both the command file and the event file.
+  Write("s.vcmd", "qd_setapen 255 255 255\n");
+  Write("e.txt", "move 5 5\nwait 100\n");
+  ASSERT_EQ(Run("PageWidth=16 PageHeight=16 --script s.vcmd --events e.txt"), 0) << Err();
+  EXPECT_EQ(Out(), "\n");
+}
+
+TEST_F(VelaRun, DemoDrawsAPicture) {
+  fs::path demo = fs::path(VELA_SOURCE_DIR) / "examples" / "demo.vcmd";
+  ASSERT_EQ(Run("--script '" + demo.string() + "' --save-page demo.png"), 0) << Err();
+  Png png;
+  ASSERT_TRUE(ReadPng(dir_ / "demo.png", &png));
+  int painted = 0;
+  for (int y = 0; y < png.height; ++y)
+    for (int x = 0; x < png.width; ++x) painted += png.Alpha(x, y) != 0;
+  EXPECT_GT(painted, png.width * png.height / 4);
 }
 
 }  // namespace
+}  // namespace apptest

@@ -1,0 +1,100 @@
+// Helpers for tests that run the vela program: temporary homes, shell runs and PNG reading.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace apptest {
+
+namespace fs = std::filesystem;
+
+inline int ExitCode(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
+
+inline std::string Slurp(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// Standard output of a shell command; with trim, without its last line breaks.
+inline std::string Sh(const std::string& cmd, int* status = nullptr, bool trim = false) {
+  std::string out;
+  FILE* p = popen(cmd.c_str(), "r");
+  if (!p) return out;
+  char buf[512];
+  while (fgets(buf, sizeof buf, p)) out += buf;
+  int st = pclose(p);
+  if (status) *status = ExitCode(st);
+  while (trim && !out.empty() && out.back() == '\n') out.pop_back();
+  return out;
+}
+
+struct Png {
+  int width = 0, height = 0, channels = 0;
+  std::vector<uint8_t> bytes;
+  const uint8_t* At(int x, int y) const {
+    return &bytes[(static_cast<size_t>(y) * width + x) * channels];
+  }
+  uint32_t Rgb(int x, int y) const {
+    const uint8_t* p = At(x, y);
+    return (p[0] << 16) | (p[1] << 8) | p[2];
+  }
+  int Alpha(int x, int y) const { return channels == 4 ? At(x, y)[3] : 255; }
+  uint32_t Argb(int x, int y) const { return (static_cast<uint32_t>(Alpha(x, y)) << 24) | Rgb(x, y); }
+};
+
+inline bool ReadPng(const fs::path& path, Png* out) {
+  png_image img{};
+  img.version = PNG_IMAGE_VERSION;
+  if (!png_image_begin_read_from_file(&img, path.c_str())) return false;
+  out->channels = (img.format & PNG_FORMAT_FLAG_ALPHA) ? 4 : 3;
+  img.format = out->channels == 4 ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
+  out->width = img.width;
+  out->height = img.height;
+  out->bytes.resize(PNG_IMAGE_SIZE(img));
+  return png_image_finish_read(&img, nullptr, out->bytes.data(), 0, nullptr) != 0;
+}
+
+// A fresh folder per test, named after it, removed afterwards.
+class TempDirTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    dir_ = fs::temp_directory_path() / ("vela-" + std::to_string(getpid()) + "-" +
+                                        info->test_suite_name() + "-" + info->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  void Write(const std::string& name, const std::string& text) {
+    std::ofstream(dir_ / name, std::ios::binary) << text;
+  }
+  fs::path dir_;
+};
+
+// Headless runs of vela in the folder, with its home and ini there.
+class VelaRun : public TempDirTest {
+ protected:
+  // The exit status; standard input from a file in the folder when given.
+  int Run(const std::string& args, const std::string& input = "") {
+    std::string cmd = "cd '" + dir_.string() + "' && env -u DISPLAY -u WAYLAND_DISPLAY HOME='" +
+                      dir_.string() + "' '" VELA_EXE "' --home home --ini Vela.INI " + args +
+                      (input.empty() ? "" : " <'" + input + "'") + " >out.txt 2>err.txt";
+    return ExitCode(std::system(cmd.c_str()));
+  }
+  std::string Out() { return Slurp(dir_ / "out.txt"); }
+  std::string Err() { return Slurp(dir_ / "err.txt"); }
+};
+
+}  // namespace apptest
