@@ -1,15 +1,9 @@
 #include "pixels/blend.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdlib>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "pixels/block.h"
 #include "pixels/primitives.h"
+#include "pixels_fixture.h"
 #include "start/parallel.h"
 
 namespace vela {
@@ -67,10 +61,7 @@ std::vector<const BlendLayer*> Layers() {
   return out;
 }
 
-class BlendTest : public ::testing::Test {
- protected:
-  void SetUp() override { ASSERT_TRUE(BuildPixelTables()); }
-};
+using BlendTest = PixelsTest;
 
 TEST_F(BlendTest, SinglePixelRules) {
   EXPECT_EQ(OverPixel(0xFF102030, 0x00FFFFFF), 0xFF102030u);  // alpha 0 keeps D whatever its colour
@@ -124,22 +115,11 @@ TEST_F(BlendTest, EveryLayerMultipliesExactlyOverAllPairs) {
 Pixel RandomPixel(std::mt19937& rng) {
   uint32_t pick = rng();
   if ((pick & 31) == 0) return rng();
-  int alpha;
-  switch ((pick >> 5) & 7) {
-    case 0:
-    case 1:
-      alpha = 0;
-      break;
-    case 2:
-    case 3:
-      alpha = 255;
-      break;
-    case 4:
-      alpha = (pick & 0x100) ? 1 : 254;
-      break;
-    default:
-      alpha = static_cast<int>(rng() & 0xFF);
-  }
+  const int kind = (pick >> 5) & 7;
+  const int alpha = kind < 2    ? 0
+                    : kind < 4  ? 255
+                    : kind == 4 ? ((pick & 0x100) ? 1 : 254)
+                                : static_cast<int>(rng() & 0xFF);
   Pixel p = static_cast<Pixel>(alpha) << 24;
   for (int c = 0; c < 3; ++c) {
     uint32_t r = rng();
@@ -218,12 +198,8 @@ TEST_F(BlendTest, RowsOfABlockDoNotDependOnTheWorkers) {
         BlockPtr d(AllocBlock(kW, kH));
         CopyBlock(base.get(), d.get());
         const Pixel* s = upper->Row(y0) + x0;
-        if (op == kBlendScale)
-          ScaleRows(s, d->Row(y0) + x0, w, h, kW - w, kW - w, o);
-        else if (op == kBlendOver)
-          OverRows(s, d->Row(y0) + x0, w, h, kW - w, kW - w, 255);
-        else
-          OverRows(s, d->Row(y0) + x0, w, h, kW - w, kW - w, o);
+        auto rows = op == kBlendScale ? ScaleRows : OverRows;
+        rows(s, d->Row(y0) + x0, w, h, kW - w, kW - w, op == kBlendOver ? 255 : o);
         results[run].assign(d->data, d->data + kW * kH);
       }
       SetWorkerCount(0);
@@ -254,26 +230,17 @@ TEST_F(BlendTest, ScaleRowsInPlace) {
 }
 
 // Whatever switches the run was started with are put back afterwards.
-class SavedEnv {
- public:
-  explicit SavedEnv(const char* name) : name_(name) {
-    const char* v = std::getenv(name);
-    had_ = v != nullptr;
-    if (had_) value_ = v;
-    unsetenv(name);
+struct SavedEnv {
+  explicit SavedEnv(const char* n) : name(n), had(std::getenv(n)), value(had ? std::getenv(n) : "") {
+    unsetenv(n);
   }
   ~SavedEnv() {
-    if (had_)
-      setenv(name_, value_.c_str(), 1);
-    else
-      unsetenv(name_);
+    had ? setenv(name, value.c_str(), 1) : unsetenv(name);
     SelectBlendLayer();
   }
-
- private:
-  const char* name_;
-  bool had_ = false;
-  std::string value_;
+  const char* name;
+  bool had;
+  std::string value;
 };
 
 TEST_F(BlendTest, EnvironmentSwitchesLayersOff) {

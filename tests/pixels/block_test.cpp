@@ -1,45 +1,25 @@
-#include <gtest/gtest.h>
+#include <array>
 
-#include <string>
-#include <vector>
-
-#include "pixels/block.h"
-#include "start/message.h"
+#include "pixels_fixture.h"
 
 namespace vela {
 namespace {
 
-std::vector<std::string> g_messages;
-void Record(const char* text) {
-  g_messages.emplace_back(text);
-}
+using BlockTest = PixelsTest;
 
-class BlockTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    g_messages.clear();
-    previous_ = SetMessageSink(Record);
-  }
-  void TearDown() override { SetMessageSink(previous_); }
-  MessageSink previous_ = nullptr;
-};
-
-TEST_F(BlockTest, SizesBelowOneAreRefused) {
-  EXPECT_EQ(AllocBlock(0, 5), nullptr);
-  EXPECT_EQ(AllocBlock(5, 0), nullptr);
-  EXPECT_EQ(AllocBlock(-3, 4), nullptr);
+TEST_F(BlockTest, NewBlockIsClearAndAccountedAndBadSizesAreRefused) {
+  for (auto [w, h] : {std::pair{0, 5}, {5, 0}, {-3, 4}}) EXPECT_EQ(AllocBlock(w, h), nullptr) << w << "x" << h;
   EXPECT_EQ(NewBlock(1, -1), nullptr);
+  EXPECT_EQ(FreeBlock(nullptr), 0);
   EXPECT_TRUE(g_messages.empty());  // the caller reports
-}
 
-TEST_F(BlockTest, NewBlockIsClearAndAccounted) {
   int64_t before = BlockBytes;
   BlockPtr b(NewBlock(7, 3));
   ASSERT_TRUE(b);
   EXPECT_EQ(BlockBytes - before, (3 + 2) * 7 * 4 + 20);
   EXPECT_EQ(BlockCost(7, 3), (3 + 2) * 7 * 4 + 20);
   EXPECT_EQ(b->guard, kBlockGuard);
-  for (int i = 0; i < 7 * 3; ++i) ASSERT_EQ(b->data[i], 0u);
+  EXPECT_EQ(Pixels(b.get()), std::vector<Pixel>(7 * 3, 0));
   // Two spare rows and 16 bytes lie behind the picture: the sanitizer checks the last byte.
   auto* bytes = reinterpret_cast<uint8_t*>(b->data);
   size_t last = (3 + 2) * 7 * 4 + 16 - 1;
@@ -49,22 +29,16 @@ TEST_F(BlockTest, NewBlockIsClearAndAccounted) {
   EXPECT_EQ(BlockBytes, before);
 }
 
-TEST_F(BlockTest, ViewDescribesTheBlock) {
+TEST_F(BlockTest, ViewDescribesTheBlockAndInitBlockLeavesTheAccountAlone) {
   BlockPtr b(AllocBlock(4, 9));
   ASSERT_TRUE(b && b->view);
   const BlockView* v = b->view;
-  EXPECT_EQ(v->width, 4);
-  EXPECT_EQ(v->height, 9);
-  EXPECT_EQ(v->red, 2);
-  EXPECT_EQ(v->green, 1);
-  EXPECT_EQ(v->blue, 0);
-  EXPECT_EQ(v->alpha, 3);
+  EXPECT_EQ((std::array{v->width, v->height, int{v->red}, int{v->green}, int{v->blue}, int{v->alpha}}),
+            (std::array{4, 9, 2, 1, 0, 3}));
   EXPECT_EQ(v->data, b->data);
   EXPECT_EQ(v->block, b.get());
   EXPECT_EQ(v->zero[0] | v->zero[1] | v->rest[0] | v->rest[3], 0);
-}
 
-TEST_F(BlockTest, InitBlockLeavesTheAccountAlone) {
   std::vector<Pixel> pixels(6 * 2);
   int64_t before = BlockBytes;
   Block header;
@@ -77,11 +51,6 @@ TEST_F(BlockTest, InitBlockLeavesTheAccountAlone) {
   EXPECT_EQ(header.view, nullptr);
 }
 
-TEST_F(BlockTest, FreeBlockOfNullIsANoOp) {
-  EXPECT_EQ(FreeBlock(nullptr), 0);
-  EXPECT_TRUE(g_messages.empty());
-}
-
 TEST_F(BlockTest, DamagedGuardReportsAndFreesNothing) {
   int64_t before = BlockBytes;
   Block* b = AllocBlock(3, 3);
@@ -90,8 +59,7 @@ TEST_F(BlockTest, DamagedGuardReportsAndFreesNothing) {
   // A released header has guard 0; the same path must catch it without touching the data.
   b->guard = 0;
   FreeBlock(b);
-  ASSERT_EQ(g_messages.size(), 1u);
-  EXPECT_EQ(g_messages[0], "Error in FreeBlock");
+  EXPECT_EQ(g_messages, std::vector<std::string>{"Error in FreeBlock"});
   EXPECT_EQ(b->data, data);
   EXPECT_EQ(BlockBytes - before, BlockCost(3, 3));
   data[8] = 1;  // still ours

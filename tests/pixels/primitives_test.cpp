@@ -1,12 +1,10 @@
 #include "pixels/primitives.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cmath>
 #include <random>
-#include <vector>
 
+#include "pixels_fixture.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -19,10 +17,6 @@ BlockPtr Numbered(int w, int h, Pixel base = 1) {
   return b;
 }
 
-std::vector<Pixel> Pixels(const Block* b) {
-  return {b->data, b->data + b->width * b->height};
-}
-
 TEST(PrimitivesTest, PutAndGetOnlyInside) {
   BlockPtr b(NewBlock(4, 3));
   EXPECT_EQ(PutPixel(b.get(), 3, 2, 0xFF112233), 0);
@@ -31,11 +25,9 @@ TEST(PrimitivesTest, PutAndGetOnlyInside) {
     EXPECT_EQ(PutPixel(b.get(), x, y, 0xFFFFFFFF), 1) << x << "," << y;
     EXPECT_EQ(GetPixel(b.get(), x, y), 0u);
   }
-  EXPECT_EQ(Pixels(b.get()), [] {
-    std::vector<Pixel> v(12, 0);
-    v[11] = 0xFF112233;
-    return v;
-  }());
+  std::vector<Pixel> want(12, 0);
+  want[11] = 0xFF112233;
+  EXPECT_EQ(Pixels(b.get()), want);
 }
 
 TEST(PrimitivesTest, FillRectClipsAndOrdersCorners) {

@@ -1,18 +1,11 @@
 #include "pixels/tile_store.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "pixels/blend.h"
-#include "pixels/disk_cache.h"
-#include "start/message.h"
-#include "start/run_paths.h"
+#include "pixels_fixture.h"
 
 namespace vela {
 namespace {
@@ -47,21 +40,12 @@ int64_t LiveEntries() {
   return c.entries - c.tombstones;
 }
 
-class TileStore : public ::testing::Test {
+class TileStore : public ScratchTest {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(BuildPixelTables());
-    char pattern[] = "/tmp/vela_tiles_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-    Paths().tempDir = dir_ + "/";
+    ScratchTest::SetUp();
     ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
   }
-  void TearDown() override {
-    CacheStop();
-    std::system(("rm -rf " + dir_).c_str());
-  }
-  std::string dir_;
 };
 
 TEST_F(TileStore, RoundTripsPagesWithPartialEdgeTiles) {
@@ -128,20 +112,6 @@ TEST_F(TileStore, DrawingOnOneOfThreeEqualFramesCopiesOnlyTheTouchedTiles) {
   for (int i = 0; i < 20; ++i) EXPECT_EQ(FrameAt(s, 1)->link->tiles[i], l0->tiles[i]);
   Destroy(s);
   EXPECT_EQ(LiveEntries(), 0);
-}
-
-TEST_F(TileStore, AFrameOfItsOwnKeepsItsTileRecordsWhenRedrawn) {
-  ImageSequence* s = CreateSequence("one", 128, 64);
-  auto pic = Picture(128, 64, 3);
-  AddFrame(s, pic.get(), -1, 0);
-  TileRef* right = s->first->link->tiles[1];
-  const int32_t key = right->key;
-  pic->Row(10)[100] = PenPixel(1, 2, 3);
-  ASSERT_EQ(StoreFrame(s, pic.get(), 0, 0), 1);
-  EXPECT_EQ(s->first->link->tiles[1]->key, key);
-  EXPECT_EQ(LiveEntries(), 3);
-  EXPECT_TRUE(Same(Loaded(s, 0).get(), pic.get()));
-  Destroy(s);
 }
 
 TEST_F(TileStore, FlatAreasShareOneTile) {
@@ -212,18 +182,27 @@ TEST_F(TileStore, EmptyFramesWrongSizesAndIndexes) {
   Destroy(s);
 }
 
-TEST_F(TileStore, FrameCostWeighsSharing) {
+TEST_F(TileStore, AFrameOfItsOwnKeepsItsTileRecordsAndFrameCostWeighsSharing) {
   ImageSequence* s = CreateSequence("c", 128, 64);
   auto pic = Picture(128, 64, 9);
   AddFrame(s, pic.get(), -1, 0);
   const double one = FrameCost(s, 0, nullptr);
   EXPECT_DOUBLE_EQ(one, s->first->link->tiles[0]->size + s->first->link->tiles[1]->size);
+  // Redrawn alone, the frame keeps its tile records.
+  const int32_t key = s->first->link->tiles[1]->key;
+  pic->Row(10)[100] = PenPixel(1, 2, 3);
+  ASSERT_EQ(StoreFrame(s, pic.get(), 0, 0), 1);
+  EXPECT_EQ(s->first->link->tiles[1]->key, key);
+  EXPECT_EQ(LiveEntries(), 3);
+  EXPECT_TRUE(Same(Loaded(s, 0).get(), pic.get()));
+
+  const double redrawn = FrameCost(s, 0, nullptr);
   DuplicateFrame(s, 0);
   AddFrame(s, pic.get(), 1, 0);  // equal tiles found in the frame before
   int32_t stamp = 0;
-  EXPECT_DOUBLE_EQ(FrameCost(s, 2, &stamp), one / 2);
+  EXPECT_DOUBLE_EQ(FrameCost(s, 2, &stamp), redrawn / 2);
   EXPECT_EQ(stamp, FrameAt(s, 2)->stamp);
-  EXPECT_NEAR(FrameCost(s, -1, nullptr), one, 1e-9);
+  EXPECT_NEAR(FrameCost(s, -1, nullptr), redrawn, 1e-9);
   Destroy(s);
 }
 
