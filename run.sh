@@ -7,13 +7,8 @@ cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build/release --target vela vela-command
 VELA=build/release/vela
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ $# -eq 0 ]; then
-  if [ -f examples/demo.vcmd ] && "$VELA" --help 2>&1 | grep -q -- '--script'; then
-    "$VELA" --headless --script examples/demo.vcmd --save-page demo.png >/dev/null
-    echo "No display: ran examples/demo.vcmd headless and wrote $(pwd)/demo.png"
-  else
-    "$VELA" --headless --screenshot demo.png
-    echo "No display: ran headless and wrote the screen to $(pwd)/demo.png"
-  fi
+  "$VELA" --headless --script examples/demo.vcmd --save-page demo.png >/dev/null
+  echo "No display: ran examples/demo.vcmd headless and wrote $(pwd)/demo.png"
   exit 0
 fi
 exec "$VELA" "$@"
