@@ -1,58 +1,19 @@
 #include "start/config_store.h"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
 
-#include "start/run_paths.h"
+#include "start_fixture.h"
 
 namespace vela {
 namespace {
 
-namespace fs = std::filesystem;
-
-class ConfigStoreTest : public ::testing::Test {
+class ConfigStoreTest : public HomeTest {
  protected:
-  void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "vela-config-XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    home_ = tmpl;
-    fs::create_directories(home_ / "configs");
-    Paths().homeDir = home_.string();
-  }
-  void TearDown() override {
-    ConfigOpen(nullptr);
-    fs::remove_all(home_);
-  }
-
-  fs::path File(const std::string& name) { return home_ / "configs" / (name + ".ini"); }
-  void Write(const fs::path& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-  }
-  std::string Read(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-  }
-  std::string Get(const char* section, const char* key, const char* def = "<none>") {
-    char buf[4096];
-    int n = ConfigGet(section, key, buf, def, sizeof buf - 1);
-    buf[n] = 0;
-    return buf;
-  }
   int FilesInConfigs() {
     int n = 0;
     for (auto& e : fs::directory_iterator(home_ / "configs")) n += e.is_regular_file() ? 1 : 0;
     return n;
   }
-
-  fs::path home_;
 };
 
 TEST_F(ConfigStoreTest, ReadAndWriteReversesOrderAndDropsEmptyValues) {
@@ -68,10 +29,10 @@ TEST_F(ConfigStoreTest, ReadAndWriteReversesOrderAndDropsEmptyValues) {
   EXPECT_EQ(Get("Second", "bare"), "<none>");
   EXPECT_EQ(Get("Second", "empty"), "<none>");
   EXPECT_EQ(Get("First", "one"), "1");
-}
 
-TEST_F(ConfigStoreTest, SectionsWithNothingToWriteSurviveRoundTrips) {
+  // Sections with nothing to write survive round trips.
   Write(File("a"), "[A]\nx=\n[B]\ny=1\n");
+  ConfigOpen(nullptr);
   ConfigOpen("a");
   ASSERT_EQ(ConfigFlush(), 1);
   EXPECT_EQ(Read(File("a")), "[B]\ny=1\n\n[A]\n\n");
@@ -102,7 +63,7 @@ TEST_F(ConfigStoreTest, LineRules) {
   EXPECT_NE(Read(File("a")).find("[Main] old\nk=old\n"), std::string::npos);
 }
 
-TEST_F(ConfigStoreTest, ReadingStops) {
+TEST_F(ConfigStoreTest, ReadingStopsAndLongLinesAreCut) {
   // A section line without "]" ends reading; what was read stays.
   Write(File("a"), "[Main]\na=1\n[Broken\nb=2\n[Other]\nc=3\n");
   ConfigOpen("a");
@@ -120,27 +81,25 @@ TEST_F(ConfigStoreTest, ReadingStops) {
   Write(File("c"), comments + "[Main]\na=1\n");
   ConfigOpen("c");
   EXPECT_EQ(Get("Main", "a"), "<none>");
-}
 
-TEST_F(ConfigStoreTest, AtMostTwentyOneLinesBeforeTheFirstSection) {
+  // At most 21 lines before the first section.
   Write(File("in"), std::string(20, '\n') + "[Main]\na=1\n");
   Write(File("out"), std::string(21, '\n') + "[Main]\na=1\n");
   ConfigOpen("in");
   EXPECT_EQ(Get("Main", "a"), "1");
   ConfigOpen("out");
   EXPECT_EQ(Get("Main", "a"), "<none>");
-}
 
-TEST_F(ConfigStoreTest, LongLinesAreCutAt4095Characters) {
-  Write(File("a"), "[Main]\nk=" + std::string(5000, 'x') + "\nnext=1\n");
-  ConfigOpen("a");
+  // Long lines are cut at 4,095 characters.
+  Write(File("d"), "[Main]\nk=" + std::string(5000, 'x') + "\nnext=1\n");
+  ConfigOpen("d");
   EXPECT_EQ(Get("Main", "k").size(), 4093u);
   // The rest of the long line reads as a line of its own.
   EXPECT_EQ(Get("Main", std::string(5000 - 4093, 'x').c_str()), "");
   EXPECT_EQ(Get("Main", "next"), "1");
 }
 
-TEST_F(ConfigStoreTest, CapacityCuts) {
+TEST_F(ConfigStoreTest, CapacityCutsAndTheDefaultMayBeTheDestination) {
   ConfigOpen("a");
   std::string longValue(300, 'v');
   ASSERT_EQ(ConfigPut("Main", "long", longValue.c_str()), 1);
@@ -162,12 +121,10 @@ TEST_F(ConfigStoreTest, CapacityCuts) {
   EXPECT_EQ(ConfigGet("Main", "missing", buf, "defaultvalue", 7), 7);
   EXPECT_EQ(std::string(buf, 8), "default#");
   EXPECT_EQ(ConfigGet("Main", "short", buf, "", 0), 0);
-}
 
-TEST_F(ConfigStoreTest, DefaultMayBeTheDestination) {
-  ConfigOpen("a");
+  // The default may be the destination.
   ConfigPut("Main", "there", "new");
-  char buf[64] = "kept value";
+  std::strcpy(buf, "kept value");
   EXPECT_EQ(ConfigGet("Main", "missing", buf, buf, sizeof buf), 10);
   EXPECT_STREQ(buf, "kept value");
   EXPECT_EQ(ConfigGet("Main", "there", buf, buf, sizeof buf), 3);

@@ -15,7 +15,7 @@ namespace {
 
 struct Record {
   std::vector<std::string> log;
-  std::vector<int> wheel;
+  std::vector<int> wheel, keys;
   std::vector<double> times;
 };
 Record* g_rec = nullptr;
@@ -52,9 +52,9 @@ class LoopTest : public ::testing::Test {
     ASSERT_TRUE(HostLoadEvents(text, &err)) << err;
   }
   // Reads one batch and dispatches it, as the loop does before a tool step.
-  int Batch() {
-    int n = ReadEvents(!(In.leftDown || In.rightDown));
-    return n;
+  int Batch() { return ReadEvents(!(In.leftDown || In.rightDown)); }
+  void RecordKeys() {
+    Input().keyMap = [](int code, int) { g_rec->keys.push_back(code); };
   }
   Record rec_;
 };
@@ -155,14 +155,11 @@ TEST_F(LoopTest, IdleStagesFireInOrderOnTheVirtualClock) {
 }
 
 TEST_F(LoopTest, DeleteSetsBreakUnlessBusyAndOtherKeysClearIt) {
-  std::vector<int> keys;
-  static std::vector<int>* seen;
-  seen = &keys;
-  Input().keyMap = [](int code, int) { seen->push_back(code); };
+  RecordKeys();
   Load("key Delete\n");
   Batch();
   EXPECT_EQ(BreakFlag, 1);
-  EXPECT_EQ(keys, (std::vector<int>{kKeyDelete, kKeyDelete + kKeyRelease}));
+  EXPECT_EQ(rec_.keys, (std::vector<int>{kKeyDelete, kKeyDelete + kKeyRelease}));
   Load("key A\n");
   Batch();
   EXPECT_EQ(BreakFlag, 0);
@@ -171,20 +168,17 @@ TEST_F(LoopTest, DeleteSetsBreakUnlessBusyAndOtherKeysClearIt) {
   Batch();
   EXPECT_EQ(BreakFlag, 0);
   EXPECT_EQ(BusyMode, 0);  // shift + control leaves busy mode, and nothing else happens
-  ASSERT_EQ(keys.size(), 5u);
-  EXPECT_EQ(keys.back(), 'B' + kKeyRelease);
+  ASSERT_EQ(rec_.keys.size(), 5u);
+  EXPECT_EQ(rec_.keys.back(), 'B' + kKeyRelease);
 }
 
 TEST_F(LoopTest, LockedDisplayOnlyListensForSpace) {
-  std::vector<int> keys;
-  static std::vector<int>* seen;
-  seen = &keys;
-  Input().keyMap = [](int code, int) { seen->push_back(code); };
+  RecordKeys();
   DisplayLocked = 1;
   Load("key A\nkey Space\nkey B\n");
   while (Batch() != 0) {}
   EXPECT_EQ(DisplayLocked, 0);
-  EXPECT_EQ(keys, (std::vector<int>{kKeySpace + kKeyRelease, 'B', 'B' + kKeyRelease}));
+  EXPECT_EQ(rec_.keys, (std::vector<int>{kKeySpace + kKeyRelease, 'B', 'B' + kKeyRelease}));
 }
 
 TEST_F(LoopTest, HookStepDecidesWhetherTheToolRuns) {

@@ -1,29 +1,15 @@
 #include "start/settings.h"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-
 #include "host/profile.h"
-#include "start/config_store.h"
-#include "start/run_paths.h"
+#include "start_fixture.h"
 
 namespace vela {
 namespace {
 
-namespace fs = std::filesystem;
-
-class SettingsTest : public ::testing::Test {
+class SettingsTest : public HomeTest {
  protected:
   void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "vela-settings-XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    home_ = tmpl;
-    Paths().homeDir = home_.string();
-    Paths().iniPath = (home_ / "Vela.INI").string();
+    HomeTest::SetUp();
     MainSet = MainSettings();
     SystemSet = SystemSettings();
     Ws.screen = nullptr;
@@ -31,15 +17,7 @@ class SettingsTest : public ::testing::Test {
   }
   void TearDown() override {
     Ws.screen = nullptr;
-    ConfigOpen(nullptr);
-    fs::remove_all(home_);
-  }
-
-  std::string Get(const char* section, const char* key) {
-    char buf[256];
-    int n = ConfigGet(section, key, buf, "<none>", sizeof buf - 1);
-    buf[n] = 0;
-    return buf;
+    HomeTest::TearDown();
   }
   // Loads Main with one key set to the value.
   const MainSettings& MainWith(const char* key, const char* value) {
@@ -47,11 +25,9 @@ class SettingsTest : public ::testing::Test {
     LoadMainSettings();
     return MainSet;
   }
-
-  fs::path home_;
 };
 
-TEST_F(SettingsTest, WindowPositionsStayOnScreen) {
+TEST_F(SettingsTest, WindowPositionsStayOnScreenAndDisplayIsOnOnlyForON) {
   EXPECT_EQ(ClampWindowCoord(-5, 100, 1280), 0);
   EXPECT_EQ(ClampWindowCoord(1180, 100, 1280), 1180);
   EXPECT_EQ(ClampWindowCoord(1181, 100, 1280), 1180);
@@ -72,9 +48,8 @@ TEST_F(SettingsTest, WindowPositionsStayOnScreen) {
   Ws.screen = &screen;
   ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
   EXPECT_EQ(y, 980);
-}
 
-TEST_F(SettingsTest, DisplayIsOnOnlyForON) {
+  // A window is shown only for "ON".
   EXPECT_TRUE(ConfigGetDisplay("Clock", true));
   EXPECT_FALSE(ConfigGetDisplay("Clock", false));
   ConfigPutDisplay("Clock", true);
@@ -86,15 +61,13 @@ TEST_F(SettingsTest, DisplayIsOnOnlyForON) {
   EXPECT_EQ(Get("Clock", "Display"), "OFF");
 }
 
-TEST_F(SettingsTest, MainDefaults) {
+TEST_F(SettingsTest, MainDefaultsAndWords) {
   LoadMainSettings();
   EXPECT_EQ(MainSet.winX, (1280 - 128) / 2);  // the toolbar starts centred
   EXPECT_EQ(MainSet.winY, (800 - 385) / 2);
   EXPECT_EQ(MainSet.aPen, 0xFFFF0000u);
   EXPECT_EQ(MainSet.frameRate, 30.0);
-}
 
-TEST_F(SettingsTest, MainWords) {
   EXPECT_FALSE(MainWith("SysBar", "NOPE").sysBar);
   EXPECT_TRUE(MainWith("SysBar", "n").sysBar);
   EXPECT_TRUE(MainWith("FullScreen", "On please").fullScreen);
@@ -198,11 +171,7 @@ TEST_F(SettingsTest, MainSavesWhatItLoads) {
   ConfigOpen("again");
   SaveMainSettings();
   ASSERT_EQ(ConfigFlush(), 1);
-  auto text = [&](const char* name) {
-    std::ifstream in(home_ / "configs" / name);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  };
-  EXPECT_EQ(text("again.ini"), text("test.ini"));
+  EXPECT_EQ(Read(File("again")), Read(File("test")));
 }
 
 TEST_F(SettingsTest, ScreenStateIsWhatGetsSaved) {
