@@ -71,16 +71,10 @@ TEST_F(EventFile, HeldOpenTheHostNeverQuitsByItself) {
 }
 
 TEST(KeyNames, MapToHostKeyNumbers) {
-  EXPECT_EQ(HostKeyByName("Delete"), 46);
-  EXPECT_EQ(HostKeyByName("delete"), 46);
-  EXPECT_EQ(HostKeyByName("F9"), 120);
-  EXPECT_EQ(HostKeyByName("F1"), 112);
-  EXPECT_EQ(HostKeyByName("a"), 'A');
-  EXPECT_EQ(HostKeyByName("7"), '7');
-  EXPECT_EQ(HostKeyByName("Left"), 37);
-  EXPECT_EQ(HostKeyByName("Down"), 40);
-  EXPECT_EQ(HostKeyByName("F25"), -1);
-  EXPECT_EQ(HostKeyByName("?"), -1);
+  const std::pair<const char*, int> keys[] = {{"Delete", 46}, {"delete", 46}, {"F9", 120}, {"F1", 112},
+                                              {"a", 'A'},      {"7", '7'},      {"Left", 37}, {"Down", 40},
+                                              {"F25", -1},     {"?", -1}};
+  for (auto [name, code] : keys) EXPECT_EQ(HostKeyByName(name), code) << name;
 }
 
 }  // namespace

@@ -44,15 +44,13 @@ class ProfileTest : public ::testing::Test {
   std::string ini_;
 };
 
-TEST_F(ProfileTest, MissingFileReadsAsEmpty) {
+TEST_F(ProfileTest, LookupOfMissingFileIgnoresCaseAndBlanks) {
   EXPECT_EQ(Get("STARTUP", "HomeDir", "here"), "here");
   EXPECT_EQ(Get("STARTUP", "HomeDir", nullptr), "");
   EXPECT_EQ(GetPrivateProfileInt("STARTUP", "GAUGE", 7, ini_.c_str()), 7);
   EXPECT_EQ(Get("STARTUP", "x", ""), "");
   EXPECT_FALSE(fs::exists(ini_));
-}
 
-TEST_F(ProfileTest, LookupIgnoresCaseAndBlanks) {
   Write(
       "; machine settings\n[STARTUP]\n  HomeDir =  /opt/vela  \nquoted=\"  a b \"\n"
       "[Other]\nHomeDir=other\n");
@@ -68,7 +66,7 @@ TEST_F(ProfileTest, LookupIgnoresCaseAndBlanks) {
   EXPECT_EQ(Get(" New", "key\t"), "v");
 }
 
-TEST_F(ProfileTest, ValuesAreCutToCapacity) {
+TEST_F(ProfileTest, ValuesAreCutToCapacityAndNullNamesList) {
   Write("[S]\nk=abcdef\n");
   char buf[8];
   std::memset(buf, '#', sizeof buf);
@@ -78,18 +76,17 @@ TEST_F(ProfileTest, ValuesAreCutToCapacity) {
   EXPECT_EQ(GetPrivateProfileString("S", "none", "longdefault", buf, 5, ini_.c_str()), 4);
   EXPECT_STREQ(buf, "long");
   EXPECT_EQ(GetPrivateProfileString("S", "k", "", buf, 0, ini_.c_str()), 0);
-}
 
-TEST_F(ProfileTest, NullKeyAndSectionList) {
+  // A null key lists the keys, a null section the sections.
   Write("[A]\none=1\n; note\ntwo=2\n[B]\nthree=3\n");
-  char buf[64];
-  int n = GetPrivateProfileString("a", nullptr, "", buf, sizeof buf, ini_.c_str());
-  EXPECT_EQ(std::string(buf, n + 1), std::string("one\0two\0\0", 9));
-  n = GetPrivateProfileString(nullptr, nullptr, "", buf, sizeof buf, ini_.c_str());
-  EXPECT_EQ(std::string(buf, n + 1), std::string("A\0B\0\0", 5));
-  n = GetPrivateProfileString("A", nullptr, "", buf, 6, ini_.c_str());
+  char list[64];
+  int n = GetPrivateProfileString("a", nullptr, "", list, sizeof list, ini_.c_str());
+  EXPECT_EQ(std::string(list, n + 1), std::string("one\0two\0\0", 9));
+  n = GetPrivateProfileString(nullptr, nullptr, "", list, sizeof list, ini_.c_str());
+  EXPECT_EQ(std::string(list, n + 1), std::string("A\0B\0\0", 5));
+  n = GetPrivateProfileString("A", nullptr, "", list, 6, ini_.c_str());
   EXPECT_EQ(n, 4);
-  EXPECT_EQ(std::string(buf, 6), std::string("one\0\0\0", 6));
+  EXPECT_EQ(std::string(list, 6), std::string("one\0\0\0", 6));
 }
 
 TEST_F(ProfileTest, IntegersAreDecimal) {
@@ -130,6 +127,12 @@ TEST_F(ProfileTest, WritesKeepOrderAndUnknownLines) {
             "\n"
             "[New]\n"
             "k=v\n");
+
+  // Windows line ends stay.
+  Write("[S]\r\na=1\r\n");
+  EXPECT_EQ(Get("S", "a"), "1");
+  EXPECT_TRUE(Put("S", "b", "2"));
+  EXPECT_EQ(Read(), "[S]\r\na=1\r\nb=2\r\n");
 }
 
 TEST_F(ProfileTest, DeletingKeysAndSections) {
@@ -146,13 +149,6 @@ TEST_F(ProfileTest, DeletingKeysAndSections) {
   EXPECT_EQ(Read(), "[B]\r\nk=4");
 }
 
-TEST_F(ProfileTest, WindowsLineEndsStay) {
-  Write("[S]\r\na=1\r\n");
-  EXPECT_EQ(Get("S", "a"), "1");
-  EXPECT_TRUE(Put("S", "b", "2"));
-  EXPECT_EQ(Read(), "[S]\r\na=1\r\nb=2\r\n");
-}
-
 TEST_F(ProfileTest, WritingMakesFoldersAndFailsCleanly) {
   std::string nested = (dir_ / "a" / "b" / "Vela.INI").string();
   EXPECT_TRUE(WritePrivateProfileString("STARTUP", "k", "v", nested.c_str()));
@@ -163,7 +159,6 @@ TEST_F(ProfileTest, WritingMakesFoldersAndFailsCleanly) {
   // A line break in a value cannot start a new section.
   EXPECT_TRUE(Put("S", "k", "one\n[Other]"));
   EXPECT_EQ(Get("S", "k"), "one");
-
   fs::create_directories(dir_ / "taken" / "x");
   std::string blocked = (dir_ / "taken").string();
   EXPECT_FALSE(WritePrivateProfileString("S", "k", "v", blocked.c_str()));
