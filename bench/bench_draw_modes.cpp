@@ -127,18 +127,30 @@ void SpanPixman(benchmark::State& state) {
   pixman_image_unref(dst);
 }
 
-void WetBench(benchmark::State& state) {
+// A fresh stroke every flush dabs keeps the map from saturating.
+void WetBench(benchmark::State& state, int mode, int tool, int flush, bool recompute) {
   Scene s(64, 64);
-  Ws.drawMode = DrawColor;
+  Ws.drawMode = mode;
   Wet = WetSettings{};
   Wet.on = true;
-  BuildAirbrushResponse(100);
+  Wet.tool = tool;
+  if (tool == WetOil)
+    BuildOilResponse(100);
+  else
+    BuildAirbrushResponse(100);
+  BuildReliefRamp(0xFF3366CC);
+  Draw.pantoX = 3;
+  Draw.pantoY = -2;
   int i = 0;
   for (auto _ : state) {
-    WetStampPass(s.brush, s.page.get(), 100 + (i & 255), 100 + ((i >> 8) & 255), 0xFF3366CC, false,
-                 200);
-    ++i;
+    int x = 100 + (i & 255), y = 100 + ((i >> 8) & 255);
+    if (recompute)
+      WetStampPass(s.brush, s.page.get(), x, y, 0xFF3366CC, false, 200);
+    else
+      WetAccumulate(s.brush, 1024, 1024, x, y, 200);
+    if (++i % flush == 0) ClearWetDirty();
   }
+  ClearWetDirty();
   state.counters["MP/s"] =
       benchmark::Counter(64.0 * 64 * state.iterations() / 1e6, benchmark::Counter::kIsRate);
 }
@@ -153,7 +165,13 @@ BENCHMARK_CAPTURE(StampBench, MergeDab64_vela, DrawMerge, 64, 64)->Name("MergeDa
 BENCHMARK_CAPTURE(PixmanBench, MergeDab64_pixman, 64, 64, false)->Name("MergeDab64/pixman");
 BENCHMARK_CAPTURE(StampBench, SmoothDab64_vela, DrawSmooth, 64, 64)->Name("SmoothDab64/vela");
 BENCHMARK_CAPTURE(PixmanBench, SmoothDab64_pixman, 64, 64, true)->Name("SmoothDab64/pixman");
-BENCHMARK(WetBench)->Name("WetDab64/vela");
+BENCHMARK_CAPTURE(WetBench, a, DrawColor, WetAirbrush, 1 << 30, true)->Name("WetDab64/vela");
+BENCHMARK_CAPTURE(WetBench, b, DrawColor, WetAirbrush, 64, true)->Name("WetStrokeDab64/vela");
+BENCHMARK_CAPTURE(WetBench, c, DrawColor, WetAirbrush, 64, false)->Name("WetAccumulateDab64/vela");
+BENCHMARK_CAPTURE(WetBench, d, DrawErase, WetAirbrush, 64, true)->Name("WetEraseDab64/vela");
+BENCHMARK_CAPTURE(WetBench, e, DrawMerge, WetAirbrush, 64, true)->Name("WetMergeDab64/vela");
+BENCHMARK_CAPTURE(WetBench, f, DrawBehind, WetAirbrush, 64, true)->Name("WetBehindDab64/vela");
+BENCHMARK_CAPTURE(WetBench, g, DrawColor, WetOil, 64, true)->Name("WetOilDab64/vela");
 BENCHMARK_CAPTURE(PixmanBench, WetDab64_pixman, 64, 64, true)->Name("WetDab64/pixman");
 
 }  // namespace

@@ -59,6 +59,22 @@ inline Pixel Mix(Pixel d, Pixel s, int k) {
   return out;
 }
 
+// The wet forms: Mix truncates, and only a whole e clears.
+inline Pixel MixDown(Pixel b, Pixel s, int e) {
+  if (e == 255) return s;
+  Pixel out = 0;
+  for (int c = 0; c < 4; ++c)
+    out |= static_cast<Pixel>((Ch(b, c) * (255 - e) + Ch(s, c) * e) / 255) << (8 * c);
+  return out;
+}
+
+inline Pixel WetErase(Pixel b, int e) {
+  if (e == 255) return 0;
+  Pixel out = 0;
+  for (int c = 0; c < 4; ++c) out |= static_cast<Pixel>(T(Ch(b, c), 255 - e)) << (8 * c);
+  return out;
+}
+
 // An image brush composited over the page at opacity f.
 inline Pixel ColorImage(Pixel d, Pixel s, int f) {
   int sa = Alpha(s);

@@ -1,5 +1,6 @@
 #include "paint/row_kernels.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -9,11 +10,21 @@
 #include <emmintrin.h>
 #define VELA_PAINT_SSE2 1
 #endif
+#if defined(__x86_64__)
+#include <immintrin.h>
+#define VELA_PAINT_AVX2 1
+#define VELA_AVX2 __attribute__((target("avx2")))
+#endif
 
 namespace vela {
 
 namespace {
 bool g_simd = std::getenv("VELA_NO_SIMD") == nullptr;
+#if VELA_PAINT_AVX2
+bool g_avx2 = __builtin_cpu_supports("avx2") && std::getenv("VELA_NO_AVX2") == nullptr;
+#else
+bool g_avx2 = false;
+#endif
 
 inline Pixel Smooth1(const Pixel* row, const Pixel* up, const Pixel* down, int i, bool blur) {
   Pixel out = 0;
@@ -60,6 +71,11 @@ void SetPaintSimd(bool on) {
 }
 bool PaintSimd() {
   return g_simd;
+}
+void SetPaintAvx2(bool on) {
+#if VELA_PAINT_AVX2
+  g_avx2 = on && __builtin_cpu_supports("avx2");
+#endif
 }
 
 void CoverageRow(uint8_t* k, const uint8_t* m, int n, int opacity) {
@@ -175,6 +191,299 @@ void MixRow(Pixel* d, const Pixel* s, const uint8_t* k, int n) {
 #endif
   for (; i < n; ++i)
     if (k[i]) d[i] = rules::Mix(d[i], s[i], k[i]);
+}
+
+// The wet loops. Both stages stay in the byte domain where they can: Cover takes |C - b| with
+// saturating subtractions, so the rounding-away product needs no sign juggling, and x / 255 is
+// mulhi(x, 0x8081) >> 7, exact for every u16.
+namespace {
+
+inline void AccumulatePlain(uint8_t* w, const uint8_t* m, int n, int opacity, bool additive) {
+  for (int i = 0; i < n; ++i) {
+    int mv = m[i];
+    if (!mv) continue;
+    int wv = w[i];
+    if (additive)
+      wv = std::min(wv + (opacity >= 255 ? mv : rules::T(opacity, mv)), 255);
+    else
+      wv += rules::T(255 - wv, opacity == 255 ? mv : rules::T(mv, opacity));
+    w[i] = static_cast<uint8_t>(wv);
+  }
+}
+
+inline bool AnyZeroByte(uint64_t v) {
+  return ((v - 0x0101010101010101ull) & ~v & 0x8080808080808080ull) != 0;
+}
+
+#if VELA_PAINT_SSE2
+inline __m128i Div255Down(__m128i v) {
+  return _mm_srli_epi16(_mm_mulhi_epu16(v, _mm_set1_epi16(static_cast<short>(0x8081))), 7);
+}
+inline __m128i Div255Up(__m128i v) {
+  return Div255Down(_mm_add_epi16(v, _mm_set1_epi16(254)));
+}
+// T[m][o] of 16 bytes, o in 0..254.
+inline __m128i Scale16(__m128i m, __m128i o) {
+  const __m128i zero = _mm_setzero_si128();
+  return _mm_packus_epi16(Div255Up(_mm_mullo_epi16(_mm_unpacklo_epi8(m, zero), o)),
+                          Div255Up(_mm_mullo_epi16(_mm_unpackhi_epi8(m, zero), o)));
+}
+inline __m128i AccumulateSse2(__m128i w, __m128i k) {
+  const __m128i zero = _mm_setzero_si128(), c255 = _mm_set1_epi16(255);
+  __m128i lo = _mm_unpacklo_epi8(w, zero), hi = _mm_unpackhi_epi8(w, zero);
+  lo = _mm_add_epi16(
+      lo, Div255Up(_mm_mullo_epi16(_mm_sub_epi16(c255, lo), _mm_unpacklo_epi8(k, zero))));
+  hi = _mm_add_epi16(
+      hi, Div255Up(_mm_mullo_epi16(_mm_sub_epi16(c255, hi), _mm_unpackhi_epi8(k, zero))));
+  return _mm_packus_epi16(lo, hi);
+}
+// T[|t - b|][k] per byte, given back with the sign of t - b applied to b.
+inline __m128i TowardsSse2(__m128i b, __m128i t, __m128i k) {
+  const __m128i zero = _mm_setzero_si128();
+  __m128i up = _mm_subs_epu8(t, b), down = _mm_subs_epu8(b, t), mag = _mm_or_si128(up, down);
+  __m128i q = _mm_packus_epi16(
+      Div255Up(_mm_mullo_epi16(_mm_unpacklo_epi8(mag, zero), _mm_unpacklo_epi8(k, zero))),
+      Div255Up(_mm_mullo_epi16(_mm_unpackhi_epi8(mag, zero), _mm_unpackhi_epi8(k, zero))));
+  __m128i qUp = _mm_andnot_si128(_mm_cmpeq_epi8(up, zero), q);
+  return _mm_sub_epi8(_mm_add_epi8(b, qUp), _mm_xor_si128(q, qUp));
+}
+inline __m128i KeepWhereZero(__m128i r, __m128i k, const Pixel* d, uint32_t kw) {
+  if (!AnyZeroByte(kw | 0xFFFFFFFF00000000ull)) return r;
+  __m128i keep = _mm_cmpeq_epi8(k, _mm_setzero_si128());
+  __m128i dv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d));
+  return _mm_or_si128(_mm_and_si128(keep, dv), _mm_andnot_si128(keep, r));
+}
+#endif
+
+#if VELA_PAINT_AVX2
+VELA_AVX2 inline __m256i Div255Down8(__m256i v) {
+  return _mm256_srli_epi16(_mm256_mulhi_epu16(v, _mm256_set1_epi16(static_cast<short>(0x8081))), 7);
+}
+VELA_AVX2 inline __m256i Div255Up8(__m256i v) {
+  return Div255Down8(_mm256_add_epi16(v, _mm256_set1_epi16(254)));
+}
+VELA_AVX2 inline __m256i MulBytes8(__m256i a, __m256i b) {  // T[a][b] for a, b >= 0
+  const __m256i zero = _mm256_setzero_si256();
+  return _mm256_packus_epi16(
+      Div255Up8(_mm256_mullo_epi16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero))),
+      Div255Up8(_mm256_mullo_epi16(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero))));
+}
+VELA_AVX2 inline __m256i Load8(const void* p) {
+  return _mm256_loadu_si256(static_cast<const __m256i*>(p));
+}
+VELA_AVX2 inline void Store8(void* p, __m256i v) {
+  _mm256_storeu_si256(static_cast<__m256i*>(p), v);
+}
+// Eight coverage bytes, each over its pixel's four channels.
+VELA_AVX2 inline __m256i SpreadK8(uint64_t kw) {
+  const __m256i order = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4,
+                                         5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
+  return _mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(kw)), order);
+}
+VELA_AVX2 inline __m256i KeepWhereZero8(__m256i r, __m256i k, const Pixel* d, uint64_t kw) {
+  if (!AnyZeroByte(kw)) return r;
+  return _mm256_blendv_epi8(r, Load8(d), _mm256_cmpeq_epi8(k, _mm256_setzero_si256()));
+}
+
+VELA_AVX2 int AccumulateAvx2(uint8_t* w, const uint8_t* m, int n, int opacity, bool additive) {
+  const __m256i c255 = _mm256_set1_epi8(-1);
+  const __m256i o = _mm256_set1_epi8(static_cast<char>(opacity));
+  int i = 0;
+  for (; i + 32 <= n; i += 32) {
+    __m256i mv = Load8(m + i);
+    if (_mm256_testz_si256(mv, mv)) continue;
+    __m256i k = opacity >= 255 ? mv : MulBytes8(mv, o);
+    __m256i wv = Load8(w + i);
+    if (additive)
+      wv = _mm256_adds_epu8(wv, k);
+    else
+      wv = _mm256_add_epi8(wv, MulBytes8(_mm256_sub_epi8(c255, wv), k));
+    Store8(w + i, wv);
+  }
+  return i;
+}
+
+VELA_AVX2 int WetCoverAvx2(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pixel colour,
+                           const Pixel* colours) {
+  const __m256i zero = _mm256_setzero_si256(), ones = _mm256_set1_epi8(-1);
+  const __m256i opaque = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+  __m256i whole = _mm256_set1_epi32(static_cast<int>(colour));
+  __m256i target = _mm256_or_si256(whole, opaque);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t kw;
+    std::memcpy(&kw, e + i, 8);
+    if (kw == 0) continue;
+    if (colours) {
+      whole = Load8(colours + i);
+      target = _mm256_or_si256(whole, opaque);
+    }
+    if (kw == ~0ull) {
+      Store8(d + i, whole);
+      continue;
+    }
+    __m256i k = SpreadK8(kw), bv = Load8(b + i);
+    __m256i up = _mm256_subs_epu8(target, bv), down = _mm256_subs_epu8(bv, target);
+    __m256i q = MulBytes8(_mm256_or_si256(up, down), k);
+    __m256i qUp = _mm256_andnot_si256(_mm256_cmpeq_epi8(up, zero), q);
+    __m256i r = _mm256_sub_epi8(_mm256_add_epi8(bv, qUp), _mm256_xor_si256(q, qUp));
+    r = _mm256_blendv_epi8(r, whole, _mm256_cmpeq_epi8(k, ones));
+    Store8(d + i, KeepWhereZero8(r, k, d + i, kw));
+  }
+  return i;
+}
+
+VELA_AVX2 int WetEraseAvx2(Pixel* d, const Pixel* b, const uint8_t* e, int n) {
+  const __m256i ones = _mm256_set1_epi8(-1);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t kw;
+    std::memcpy(&kw, e + i, 8);
+    if (kw == 0) continue;
+    __m256i k = SpreadK8(kw);
+    __m256i r = MulBytes8(Load8(b + i), _mm256_sub_epi8(ones, k));
+    r = _mm256_andnot_si256(_mm256_cmpeq_epi8(k, ones), r);
+    Store8(d + i, KeepWhereZero8(r, k, d + i, kw));
+  }
+  return i;
+}
+
+VELA_AVX2 int WetMixAvx2(Pixel* d, const Pixel* b, const Pixel* s, const uint8_t* e, int n) {
+  const __m256i zero = _mm256_setzero_si256(), c255 = _mm256_set1_epi16(255);
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t kw;
+    std::memcpy(&kw, e + i, 8);
+    if (kw == 0) continue;
+    __m256i k = SpreadK8(kw), bv = Load8(b + i), sv = Load8(s + i);
+    __m256i klo = _mm256_unpacklo_epi8(k, zero), khi = _mm256_unpackhi_epi8(k, zero);
+    __m256i lo = _mm256_add_epi16(
+        _mm256_mullo_epi16(_mm256_unpacklo_epi8(bv, zero), _mm256_sub_epi16(c255, klo)),
+        _mm256_mullo_epi16(_mm256_unpacklo_epi8(sv, zero), klo));
+    __m256i hi = _mm256_add_epi16(
+        _mm256_mullo_epi16(_mm256_unpackhi_epi8(bv, zero), _mm256_sub_epi16(c255, khi)),
+        _mm256_mullo_epi16(_mm256_unpackhi_epi8(sv, zero), khi));
+    __m256i r = _mm256_packus_epi16(Div255Down8(lo), Div255Down8(hi));
+    Store8(d + i, KeepWhereZero8(r, k, d + i, kw));
+  }
+  return i;
+}
+#endif
+
+}  // namespace
+
+void WetAccumulateRow(uint8_t* w, const uint8_t* m, int n, int opacity, bool additive) {
+  int i = 0;
+  // Opacity outside 0..255 reads the table as it stands; leave that to the plain loop.
+  bool fast = g_simd && opacity >= 0 && (additive || opacity <= 255);
+#if VELA_PAINT_AVX2
+  if (fast && g_avx2) i = AccumulateAvx2(w, m, n, opacity, additive);
+#endif
+#if VELA_PAINT_SSE2
+  if (fast) {
+    const __m128i o = _mm_set1_epi16(static_cast<short>(opacity));
+    for (; i + 16 <= n; i += 16) {
+      __m128i mv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m + i));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi8(mv, _mm_setzero_si128())) == 0xFFFF) continue;
+      __m128i k = opacity >= 255 ? mv : Scale16(mv, o);
+      __m128i* p = reinterpret_cast<__m128i*>(w + i);
+      __m128i wv = _mm_loadu_si128(p);
+      _mm_storeu_si128(p, additive ? _mm_adds_epu8(wv, k) : AccumulateSse2(wv, k));
+    }
+  }
+#endif
+  AccumulatePlain(w + i, m + i, n - i, opacity, additive);
+}
+
+void WetCoverRow(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pixel colour,
+                 const Pixel* colours) {
+  int i = 0;
+#if VELA_PAINT_AVX2
+  if (g_simd && g_avx2) i = WetCoverAvx2(d, b, e, n, colour, colours);
+#endif
+#if VELA_PAINT_SSE2
+  if (g_simd) {
+    const __m128i ones = _mm_set1_epi8(-1);
+    const __m128i opaque = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    __m128i whole = _mm_set1_epi32(static_cast<int>(colour));
+    __m128i target = _mm_or_si128(whole, opaque);
+    for (; i + 4 <= n; i += 4) {
+      uint32_t kw = Load4(e + i);
+      if (kw == 0) continue;
+      if (colours) {
+        whole = _mm_loadu_si128(reinterpret_cast<const __m128i*>(colours + i));
+        target = _mm_or_si128(whole, opaque);
+      }
+      __m128i* p = reinterpret_cast<__m128i*>(d + i);
+      if (kw == 0xFFFFFFFFu) {
+        _mm_storeu_si128(p, whole);
+        continue;
+      }
+      __m128i k = SpreadK(kw);
+      __m128i r = TowardsSse2(_mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i)), target, k);
+      __m128i full = _mm_cmpeq_epi8(k, ones);
+      r = _mm_or_si128(_mm_and_si128(full, whole), _mm_andnot_si128(full, r));
+      _mm_storeu_si128(p, KeepWhereZero(r, k, d + i, kw));
+    }
+  }
+#endif
+  for (; i < n; ++i)
+    if (e[i]) d[i] = rules::Cover(b[i], colours ? colours[i] : colour, e[i]);
+}
+
+void WetEraseRow(Pixel* d, const Pixel* b, const uint8_t* e, int n) {
+  int i = 0;
+#if VELA_PAINT_AVX2
+  if (g_simd && g_avx2) i = WetEraseAvx2(d, b, e, n);
+#endif
+#if VELA_PAINT_SSE2
+  if (g_simd) {
+    const __m128i zero = _mm_setzero_si128(), ones = _mm_set1_epi8(-1);
+    for (; i + 4 <= n; i += 4) {
+      uint32_t kw = Load4(e + i);
+      if (kw == 0) continue;
+      __m128i k = SpreadK(kw), inv = _mm_sub_epi8(ones, k);
+      __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
+      __m128i r = _mm_packus_epi16(
+          Div255Up(_mm_mullo_epi16(_mm_unpacklo_epi8(bv, zero), _mm_unpacklo_epi8(inv, zero))),
+          Div255Up(_mm_mullo_epi16(_mm_unpackhi_epi8(bv, zero), _mm_unpackhi_epi8(inv, zero))));
+      r = _mm_andnot_si128(_mm_cmpeq_epi8(k, ones), r);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), KeepWhereZero(r, k, d + i, kw));
+    }
+  }
+#endif
+  for (; i < n; ++i)
+    if (e[i]) d[i] = rules::WetErase(b[i], e[i]);
+}
+
+void WetMixRow(Pixel* d, const Pixel* b, const Pixel* s, const uint8_t* e, int n) {
+  int i = 0;
+#if VELA_PAINT_AVX2
+  if (g_simd && g_avx2) i = WetMixAvx2(d, b, s, e, n);
+#endif
+#if VELA_PAINT_SSE2
+  if (g_simd) {
+    const __m128i zero = _mm_setzero_si128(), c255 = _mm_set1_epi16(255);
+    for (; i + 4 <= n; i += 4) {
+      uint32_t kw = Load4(e + i);
+      if (kw == 0) continue;
+      __m128i k = SpreadK(kw);
+      __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
+      __m128i sv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + i));
+      __m128i klo = _mm_unpacklo_epi8(k, zero), khi = _mm_unpackhi_epi8(k, zero);
+      __m128i lo =
+          _mm_add_epi16(_mm_mullo_epi16(_mm_unpacklo_epi8(bv, zero), _mm_sub_epi16(c255, klo)),
+                        _mm_mullo_epi16(_mm_unpacklo_epi8(sv, zero), klo));
+      __m128i hi =
+          _mm_add_epi16(_mm_mullo_epi16(_mm_unpackhi_epi8(bv, zero), _mm_sub_epi16(c255, khi)),
+                        _mm_mullo_epi16(_mm_unpackhi_epi8(sv, zero), khi));
+      __m128i r = _mm_packus_epi16(Div255Down(lo), Div255Down(hi));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), KeepWhereZero(r, k, d + i, kw));
+    }
+  }
+#endif
+  for (; i < n; ++i)
+    if (e[i]) d[i] = rules::MixDown(b[i], s[i], e[i]);
 }
 
 void CrossFilterRow(const Block* page, int x, int y, const uint8_t* k, int n, Pixel* out,

@@ -38,30 +38,19 @@ bool Relief() {
   return Wet.tool == WetOil || Wet.tool == WetGouache;
 }
 
-int MapAt(const uint8_t* map, int width, int height, int x, int y) {
-  if (x < 0 || y < 0 || x >= width || y >= height) return 0;
-  return map[static_cast<ptrdiff_t>(y) * width + x];
-}
-
-Pixel ReliefColour(const uint8_t* map, int width, int height, int x, int y) {
-  int g = MapAt(map, width, height, x - 1, y - 1) - 2 * MapAt(map, width, height, x + 1, y + 1) +
-          MapAt(map, width, height, x, y);
-  return ReliefRamp[std::clamp(g, -255, 255) + 256];
-}
-
-Pixel MixDown(Pixel b, Pixel s, int e) {  // truncating, unlike the Merge of a plain pass
-  if (e == 255) return s;
-  Pixel out = 0;
-  for (int c = 0; c < 4; ++c)
-    out |= static_cast<Pixel>((Ch(b, c) * (255 - e) + Ch(s, c) * e) / 255) << (8 * c);
-  return out;
-}
-
-Pixel WetErase(Pixel b, int e) {
-  if (e == 255) return 0;
-  Pixel out = 0;
-  for (int c = 0; c < 4; ++c) out |= static_cast<Pixel>(T(Ch(b, c), 255 - e)) << (8 * c);
-  return out;
+// C of the relief for pixels x0 .. x0 + n - 1 of row y: the slope w(x-1, y-1) - 2 w(x+1, y+1)
+// + w, off-page neighbours counting 0.
+void ReliefRow(Pixel* out, const uint8_t* map, int width, int height, int x0, int y, int n) {
+  const uint8_t* here = map + static_cast<ptrdiff_t>(y) * width;
+  const uint8_t* up = y > 0 ? here - width : nullptr;
+  const uint8_t* down = y + 1 < height ? here + width : nullptr;
+  for (int i = 0; i < n; ++i) {
+    int x = x0 + i;
+    int g = here[x];
+    if (up && x > 0) g += up[x - 1];
+    if (down && x + 1 < width) g -= 2 * down[x + 1];
+    out[i] = ReliefRamp[std::clamp(g, -255, 255) + 256];
+  }
 }
 
 Pixel WetBehind(Pixel b, Pixel colour, int e) {
@@ -134,20 +123,10 @@ void WetAccumulate(const Brush& brush, int pageWidth, int pageHeight, int x, int
   if (!d.set) d = {x0, y0, x1, y1, true};
   d = {std::min(d.x0, x0), std::min(d.y0, y0), std::max(d.x1, x1), std::max(d.y1, y1), true};
   bool additive = Wet.additive && Wet.tool == WetAirbrush;
-  for (int py = y0; py < y1; ++py) {
-    const uint8_t* m = brush.mask + static_cast<ptrdiff_t>(py - y) * brush.width - x;
-    uint8_t* w = map + static_cast<ptrdiff_t>(py) * pageWidth;
-    for (int px = x0; px < x1; ++px) {
-      int mv = m[px];
-      if (!mv) continue;
-      int wv = w[px];
-      if (additive)
-        wv = std::min(wv + (opacity >= 255 ? mv : T(opacity, mv)), 255);
-      else
-        wv += T(255 - wv, opacity == 255 ? mv : T(mv, opacity));
-      w[px] = static_cast<uint8_t>(wv);
-    }
-  }
+  for (int py = y0; py < y1; ++py)
+    WetAccumulateRow(map + static_cast<ptrdiff_t>(py) * pageWidth + x0,
+                     brush.mask + static_cast<ptrdiff_t>(py - y) * brush.width + (x0 - x), x1 - x0,
+                     opacity, additive);
 }
 
 void WetRecompute(Block* page, int x, int y, int width, int height, Pixel colour, bool erase) {
@@ -167,68 +146,68 @@ void WetRecompute(Block* page, int x, int y, int width, int height, Pixel colour
   const Pixel* range = (mode == DrawColor || mode == DrawStamp) && Wet.tool == WetAirbrush
                            ? Wet.rangeColours
                            : nullptr;
-  bool plainColour =
-      !relief && !range && (mode == DrawColor || mode == DrawStamp || mode == DrawImpress);
   constexpr int kChunk = 512;
   uint8_t e[kChunk];
-  Pixel tmp[kChunk];
+  Pixel colours[kChunk];
   for (int py = y0; py < y1; ++py) {
     const uint8_t* w = map + static_cast<ptrdiff_t>(py) * pw;
     const Pixel* b = base->Row(py);
     Pixel* d = page->Row(py);
-    if (plainColour) {
-      for (int px = x0; px < x1; px += kChunk) {
-        int n = std::min(kChunk, x1 - px);
-        for (int i = 0; i < n; ++i) e[i] = WetResponse[w[px + i]];
-        std::memcpy(tmp, b + px, n * sizeof(Pixel));
-        CoverRow(tmp, e, n, colour);
-        for (int i = 0; i < n; ++i)
-          if (e[i]) d[px + i] = tmp[i];
-      }
-      continue;
+    const Pixel* s = mode == DrawMerge ? spare->Row(py) : nullptr;
+    int lo = x0, hi = x1, sdx = 0;
+    if (mode == DrawPantograph) {  // pixels whose source is off the base stay
+      int sy = py + Draw.pantoY;
+      if (sy < 0 || sy >= base->height) continue;
+      s = base->Row(sy);
+      sdx = Draw.pantoX;
+      lo = std::max(lo, -Draw.pantoX);
+      hi = std::min(hi, base->width - Draw.pantoX);
     }
-    for (int px = x0; px < x1; ++px) {
-      int ev = WetResponse[w[px]];
-      if (!ev) continue;
-      Pixel bp = b[px];
-      Pixel c = colour;
-      if (range) c = range[w[px]];
-      if (relief) c = ReliefColour(map, pw, ph, px, py);
-      Pixel out = bp;
+    for (int px = lo; px < hi; px += kChunk) {
+      int n = std::min(kChunk, hi - px);
+      uint8_t any = 0;
+      for (int i = 0; i < n; ++i) any |= e[i] = WetResponse[w[px + i]];
+      if (!any) continue;
+      const Pixel* c = nullptr;
+      if (relief) {
+        ReliefRow(colours, map, pw, ph, px, py, n);
+        c = colours;
+      } else if (range) {
+        for (int i = 0; i < n; ++i) colours[i] = range[w[px + i]];
+        c = colours;
+      }
       switch (mode) {
         case DrawColor:
         case DrawStamp:
         case DrawImpress:
-          out = Cover(bp, c, ev);
+          WetCoverRow(d + px, b + px, e, n, colour, c);
           break;
         case DrawMerge:
-          out = MixDown(bp, spare->Row(py)[px], ev);
-          break;
-        case DrawLight:
-          out = Light(bp, ev);
-          break;
-        case DrawShade:
-          out = Shade(bp, ev);
-          break;
-        case DrawBehind:
-          out = WetBehind(bp, c, ev);
+        case DrawPantograph:
+          WetMixRow(d + px, b + px, s + px + sdx, e, n);
           break;
         case DrawErase:
-          out = WetErase(bp, ev);
+          WetEraseRow(d + px, b + px, e, n);
+          break;
+        case DrawLight:
+          for (int i = 0; i < n; ++i)
+            if (e[i]) d[px + i] = Light(b[px + i], e[i]);
+          break;
+        case DrawShade:
+          for (int i = 0; i < n; ++i)
+            if (e[i]) d[px + i] = Shade(b[px + i], e[i]);
+          break;
+        case DrawBehind:
+          for (int i = 0; i < n; ++i)
+            if (e[i]) d[px + i] = WetBehind(b[px + i], c ? c[i] : colour, e[i]);
           break;
         case DrawReplace:
-          out = Replace(bp, c, ev);
+          for (int i = 0; i < n; ++i)
+            if (e[i]) d[px + i] = Replace(b[px + i], c ? c[i] : colour, e[i]);
           break;
-        case DrawPantograph: {
-          int sx = px + Draw.pantoX, sy = py + Draw.pantoY;
-          if (sx < 0 || sy < 0 || sx >= base->width || sy >= base->height) continue;
-          out = MixDown(bp, base->Row(sy)[sx], ev);
-          break;
-        }
         default:
-          continue;
+          break;
       }
-      d[px] = out;
     }
   }
 }
