@@ -109,15 +109,12 @@ TEST(PrimitivesTest, DrawLineStaysOnTheIdealLine) {
         if (!GetPixel(b.get(), x, y)) continue;
         ++count;
         // Distance along the minor axis from the exact line stays within half a pixel.
-        if (std::abs(dx) >= std::abs(dy)) {
-          ASSERT_TRUE((x - x0) * (x - x1) <= 0);
-          double ideal = dx ? y0 + static_cast<double>(dy) * (x - x0) / dx : y0;
-          ASSERT_LE(std::abs(y - ideal), 0.5) << x0 << "," << y0 << " " << x1 << "," << y1;
-        } else {
-          ASSERT_TRUE((y - y0) * (y - y1) <= 0);
-          double ideal = x0 + static_cast<double>(dx) * (y - y0) / dy;
-          ASSERT_LE(std::abs(x - ideal), 0.5) << x0 << "," << y0 << " " << x1 << "," << y1;
-        }
+        const bool xMajor = std::abs(dx) >= std::abs(dy);
+        const int u = xMajor ? x : y, v = xMajor ? y : x, u0 = xMajor ? x0 : y0, u1 = xMajor ? x1 : y1;
+        const int v0 = xMajor ? y0 : x0, du = xMajor ? dx : dy, dv = xMajor ? dy : dx;
+        ASSERT_TRUE((u - u0) * (u - u1) <= 0);
+        double ideal = du ? v0 + static_cast<double>(dv) * (u - u0) / du : v0;
+        ASSERT_LE(std::abs(v - ideal), 0.5) << x0 << "," << y0 << " " << x1 << "," << y1;
       }
     ASSERT_EQ(count, steps + 1);
     ASSERT_TRUE(GetPixel(b.get(), x0, y0) && GetPixel(b.get(), x1, y1));
