@@ -99,6 +99,7 @@ const RunHooks& ProgramHooks() {
     h.runCommandFile = RunCommandFile;
     SetPointStep(PointStep);
     PointSegment = StrokeSegment;
+    PointHover = StrokeHover;
     Loop().speedPressure = StrokeSpeedPressure;
     Input().snapToGrid = SnapPagePosition;
     Loop().saveUndo = SnapshotUndo;

@@ -528,6 +528,7 @@ void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, b
   Brush* b = CurrentBrush();
   if (!b && UseDefaultBrush() != 0) return;
   b = CurrentBrush();
+  if (b->cursorFlags & CursorShown) HideCursor(b);
   Draw.antialias = AntialiasOn;
   static int lastSize = 0, lastOpacity = 255;
   if (first) lastSize = Inputs.size, lastOpacity = Inputs.opacity;
@@ -535,6 +536,11 @@ void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, b
   int o0 = lastOpacity * Draw.power / 255, o1 = Inputs.opacity * Draw.power / 255;
   StrokeLine(b, x0, y0, x1, y1, colour, 0, first, lastSize, Inputs.size, o0, o1);
   lastSize = Inputs.size, lastOpacity = Inputs.opacity;
+}
+
+void StrokeHover(int x, int y) {
+  Brush* b = CurrentBrush();
+  if (b && Ws.page && !Ws.noPage) MoveCursor(b, x, y);
 }
 
 }  // namespace vela

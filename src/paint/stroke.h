@@ -162,5 +162,7 @@ int StrokeSpeedPressure();
 // One plain segment of the drawing step (16.16 page positions of the hot spot) with the current
 // brush in APen, or BPen for the right button; the first segment of a press sets first.
 void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, bool right);
+// The brush under the pointer while no button is down (page pixels of the hot spot).
+void StrokeHover(int x, int y);
 
 }  // namespace vela

@@ -5,13 +5,17 @@
 namespace vela {
 
 PointSegmentFn PointSegment = nullptr;
+PointHoverFn PointHover = nullptr;
 
 namespace {
 int32_t g_lastX = 0, g_lastY = 0;
 }
 
 void PointStep() {
-  if (!In.leftDown && !In.rightDown) return;
+  if (!In.leftDown && !In.rightDown) {
+    if (PointHover) PointHover(In.pageX, In.pageY);
+    return;
+  }
   bool first = In.leftEdge || In.rightEdge;
   if (first) g_lastX = In.pageXF, g_lastY = In.pageYF;
   if (PointSegment) PointSegment(g_lastX, g_lastY, In.pageXF, In.pageYF, first, In.rightDown != 0);

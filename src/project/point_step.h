@@ -9,6 +9,9 @@ namespace vela {
 using PointSegmentFn = void (*)(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first,
                                 bool right);
 extern PointSegmentFn PointSegment;
+// Shows the brush at the pointer (page pixels) while no button is down.
+using PointHoverFn = void (*)(int x, int y);
+extern PointHoverFn PointHover;
 
 // The step of the drawing tools until the freehand shape arrives: a plain segment from the last
 // pointer position to the new one (the B pen with the right button).

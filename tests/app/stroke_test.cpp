@@ -49,6 +49,8 @@ constexpr int kPageW = 100, kPageH = 80, kScreenW = 400, kScreenH = 300;
 constexpr int kOriginX = (kScreenW - kPageW) / 2, kOriginY = (kScreenH - kPageH) / 2;
 // The drag, in page pixels: press, three moves, release.
 constexpr int kPath[][2] = {{12, 15}, {30, 22}, {55, 50}, {80, 40}};
+// Then the pointer hovers, button up, over bare page: the brush follows it on the screen.
+constexpr int kHover[][2] = {{90, 10}, {95, 75}};
 
 std::string Common(const fs::path& dir, const std::string& tag) {
   return "HOME='" + dir.string() + "' '" VELA_EXE "' --home '" + (dir / "home").string() +
@@ -76,7 +78,8 @@ TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
     };
     ev << "move " << at(kPath[0]) << "\nwait 200\ndown left\nwait 200\n";
     for (int i = 1; i < 4; ++i) ev << "move " << at(kPath[i]) << "\nwait 200\n";
-    ev << "up left\nwait 200\nmove " << kOriginX + 95 << " " << kOriginY + 75 << "\nwait 200\n";
+    ev << "up left\nwait 200\n";
+    for (const auto& h : kHover) ev << "move " << at(h) << "\nwait 200\n";
   }
   ASSERT_EQ(std::system(("env -u DISPLAY " + Common(dir, "headless") + " --events '" +
                          (dir / "ev.txt").string() + "' >'" + (dir / "hlog").string() + "' 2>&1")
@@ -100,8 +103,8 @@ TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
                      " sleep 0.3 mousedown 1 sleep 0.3";
   for (int i = 1; i < 4; ++i)
     drag += " mousemove --window " + wid + " " + at(kPath[i]) + " sleep 0.3";
-  drag += " mouseup 1 sleep 0.3 mousemove --window " + wid + " " + std::to_string(kOriginX + 95) +
-          " " + std::to_string(kOriginY + 75) + " sleep 0.5";
+  drag += " mouseup 1 sleep 0.3";
+  for (const auto& h : kHover) drag += " mousemove --window " + wid + " " + at(h) + " sleep 0.4";
   Sh(drag);
   Sh("kill -TERM " + pid);
   for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0"; ++i)
@@ -137,6 +140,10 @@ TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
       screenDiffer += (sa.At(kOriginX + x, kOriginY + y) & 0xFFFFFF) !=
                       (sb.At(kOriginX + x, kOriginY + y) & 0xFFFFFF);
   EXPECT_EQ(screenDiffer, 0);
+  // The brush in APen where the pointer rests, on the screen only; gone from where it was.
+  for (const auto& h : kHover) EXPECT_EQ(a.At(h[0], h[1]), 0u);
+  EXPECT_EQ(sa.At(kOriginX + kHover[1][0], kOriginY + kHover[1][1]) & 0xFFFFFF, 0xFF0000u);
+  EXPECT_NE(sa.At(kOriginX + kHover[0][0], kOriginY + kHover[0][1]) & 0xFFFFFF, 0xFF0000u);
   if (!HasFailure()) fs::remove_all(dir);
 }
 
