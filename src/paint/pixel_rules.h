@@ -75,6 +75,16 @@ inline Pixel WetErase(Pixel b, int e) {
   return out;
 }
 
+inline Pixel WetBehind(Pixel b, Pixel colour, int e) {
+  int a = Alpha(b);
+  int f = T(e, 255 - a);
+  if (f == 0) return b;
+  if (f == 255) return colour;
+  Pixel out = static_cast<Pixel>(a + f) << 24;
+  for (int c = 0; c < 3; ++c) out |= static_cast<Pixel>(Ch(b, c) + T(Ch(colour, c), f)) << (8 * c);
+  return out;
+}
+
 // An image brush composited over the page at opacity f.
 inline Pixel ColorImage(Pixel d, Pixel s, int f) {
   int sa = Alpha(s);

@@ -456,6 +456,45 @@ void WetEraseRow(Pixel* d, const Pixel* b, const uint8_t* e, int n) {
     if (e[i]) d[i] = rules::WetErase(b[i], e[i]);
 }
 
+void WetBehindRow(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pixel colour,
+                  const Pixel* colours) {
+  int i = 0;
+#if VELA_PAINT_SSE2
+  if (g_simd) {
+    const __m128i zero = _mm_setzero_si128(), c255 = _mm_set1_epi16(255);
+    const __m128i opaque = _mm_set1_epi32(static_cast<int>(0xFF000000u));
+    __m128i whole = _mm_set1_epi32(static_cast<int>(colour));
+    // An opaque C makes the alpha lane a + T[255][f], which is a + f.
+    __m128i target = _mm_or_si128(whole, opaque);
+    auto half = [&](__m128i bw, __m128i ew, __m128i tw, __m128i* f) {
+      __m128i a = _mm_shufflehi_epi16(_mm_shufflelo_epi16(bw, 0xFF), 0xFF);
+      *f = Div255Up(_mm_mullo_epi16(ew, _mm_sub_epi16(c255, a)));
+      return _mm_add_epi16(bw, Div255Up(_mm_mullo_epi16(tw, *f)));
+    };
+    for (; i + 4 <= n; i += 4) {
+      uint32_t kw = Load4(e + i);
+      if (kw == 0) continue;
+      if (colours) {
+        whole = _mm_loadu_si128(reinterpret_cast<const __m128i*>(colours + i));
+        target = _mm_or_si128(whole, opaque);
+      }
+      __m128i k = SpreadK(kw), bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
+      __m128i flo, fhi;
+      __m128i lo = half(_mm_unpacklo_epi8(bv, zero), _mm_unpacklo_epi8(k, zero),
+                        _mm_unpacklo_epi8(target, zero), &flo);
+      __m128i hi = half(_mm_unpackhi_epi8(bv, zero), _mm_unpackhi_epi8(k, zero),
+                        _mm_unpackhi_epi8(target, zero), &fhi);
+      __m128i r = _mm_packus_epi16(lo, hi);
+      __m128i full = _mm_cmpeq_epi8(_mm_packus_epi16(flo, fhi), _mm_set1_epi8(-1));
+      r = _mm_or_si128(_mm_and_si128(full, whole), _mm_andnot_si128(full, r));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), KeepWhereZero(r, k, d + i, kw));
+    }
+  }
+#endif
+  for (; i < n; ++i)
+    if (e[i]) d[i] = rules::WetBehind(b[i], colours ? colours[i] : colour, e[i]);
+}
+
 void WetMixRow(Pixel* d, const Pixel* b, const Pixel* s, const uint8_t* e, int n) {
   int i = 0;
 #if VELA_PAINT_AVX2

@@ -27,6 +27,9 @@ void WetAccumulateRow(uint8_t* w, const uint8_t* m, int n, int opacity, bool add
 void WetCoverRow(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pixel colour,
                  const Pixel* colours);
 void WetEraseRow(Pixel* d, const Pixel* b, const uint8_t* e, int n);
+// Behind: f = T[e][255 - b.a]; colour channels b + T[C][f], alpha b.a + f, C whole at f = 255.
+void WetBehindRow(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pixel colour,
+                  const Pixel* colours);
 void WetMixRow(Pixel* d, const Pixel* b, const Pixel* s, const uint8_t* e, int n);
 void CrossFilterRow(const Block* page, int x, int y, const uint8_t* k, int n, Pixel* out,
                     bool blur);

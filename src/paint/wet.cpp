@@ -44,23 +44,18 @@ void ReliefRow(Pixel* out, const uint8_t* map, int width, int height, int x0, in
   const uint8_t* here = map + static_cast<ptrdiff_t>(y) * width;
   const uint8_t* up = y > 0 ? here - width : nullptr;
   const uint8_t* down = y + 1 < height ? here + width : nullptr;
-  for (int i = 0; i < n; ++i) {
-    int x = x0 + i;
+  auto at = [&](int x) {
     int g = here[x];
     if (up && x > 0) g += up[x - 1];
     if (down && x + 1 < width) g -= 2 * down[x + 1];
-    out[i] = ReliefRamp[std::clamp(g, -255, 255) + 256];
-  }
-}
-
-Pixel WetBehind(Pixel b, Pixel colour, int e) {
-  int a = Alpha(b);
-  int f = T(e, 255 - a);
-  if (f == 0) return b;
-  if (f == 255) return colour;
-  Pixel out = static_cast<Pixel>(a + f) << 24;
-  for (int c = 0; c < 3; ++c) out |= static_cast<Pixel>(Ch(b, c) + T(Ch(colour, c), f)) << (8 * c);
-  return out;
+    return ReliefRamp[std::clamp(g, -255, 255) + 256];
+  };
+  // Away from the page's edges no neighbour is missing.
+  int lo = up && down ? std::clamp(1 - x0, 0, n) : n, hi = std::clamp(width - 1 - x0, lo, n);
+  for (int i = 0; i < lo; ++i) out[i] = at(x0 + i);
+  for (int x = x0 + lo; x < x0 + hi; ++x)
+    out[x - x0] = ReliefRamp[std::clamp(here[x] + up[x - 1] - 2 * down[x + 1], -255, 255) + 256];
+  for (int i = hi; i < n; ++i) out[i] = at(x0 + i);
 }
 
 }  // namespace
@@ -198,8 +193,7 @@ void WetRecompute(Block* page, int x, int y, int width, int height, Pixel colour
             if (e[i]) d[px + i] = Shade(b[px + i], e[i]);
           break;
         case DrawBehind:
-          for (int i = 0; i < n; ++i)
-            if (e[i]) d[px + i] = WetBehind(b[px + i], c ? c[i] : colour, e[i]);
+          WetBehindRow(d + px, b + px, e, n, colour, c);
           break;
         case DrawReplace:
           for (int i = 0; i < n; ++i)
