@@ -15,7 +15,7 @@ endfunction()
 
 # A test executable per folder of tests/, run by CTest case by case.
 function(vela_tests name)
-  cmake_parse_arguments(T "" "" "DEPS" ${ARGN})
+  cmake_parse_arguments(T "" "LOCK" "DEPS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp")
   if(NOT sources)
     return()
@@ -26,5 +26,9 @@ function(vela_tests name)
   target_compile_definitions(test_${name} PRIVATE
     VELA_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     VELA_BINARY_DIR="${PROJECT_BINARY_DIR}")
-  gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  set(props TIMEOUT 300)
+  if(T_LOCK)
+    list(APPEND props RESOURCE_LOCK ${T_LOCK})
+  endif()
+  gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
 endfunction()
