@@ -53,8 +53,9 @@ constexpr int kPath[][2] = {{12, 15}, {30, 22}, {55, 50}, {80, 40}};
 constexpr int kHover[][2] = {{90, 10}, {95, 75}};
 
 std::string Common(const fs::path& dir, const std::string& tag) {
-  return "HOME='" + dir.string() + "' '" VELA_EXE "' --home '" + (dir / "home").string() +
-         "' --ini '" + (dir / "Vela.INI").string() + "' --size " + std::to_string(kScreenW) + "x" +
+  return "VELA_SOCKET='" + (dir / (tag + ".sock")).string() + "' HOME='" + dir.string() +
+         "' '" VELA_EXE "' --home '" + (dir / "home").string() + "' --ini '" +
+         (dir / "Vela.INI").string() + "' --size " + std::to_string(kScreenW) + "x" +
          std::to_string(kScreenH) + " PageWidth=" + std::to_string(kPageW) +
          " PageHeight=" + std::to_string(kPageH) + " --save-page '" +
          (dir / (tag + ".png")).string() + "' --screenshot '" +

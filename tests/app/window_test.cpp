@@ -12,13 +12,16 @@ TEST_F(Window, TakesPointerInputAndPaintsThePage) {
   if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
 
   // The window libraries keep one-time allocations to the end; leaks are checked headless.
-  std::string launch = "cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 HOME='" + dir_.string() +
-                       "' '" VELA_EXE "' --home home --ini Vela.INI PageWidth=100 PageHeight=80 "
+  std::string launch = "cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 VELA_SOCKET='" +
+                       (dir_ / "sock").string() + "' HOME='" + dir_.string() +
+                       "' '" VELA_EXE
+                       "' --home home --ini Vela.INI PageWidth=100 PageHeight=80 "
                        "--save-page page.png >log 2>&1 & echo $!";
   std::string pid = Sh(launch, nullptr, true);
   ASSERT_FALSE(pid.empty());
 
-  std::string wid = Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1", nullptr, true);
+  std::string wid = Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1",
+                       nullptr, true);
   if (wid.empty()) {
     Sh("kill -9 " + pid);
     FAIL() << "no window appeared";
@@ -36,10 +39,12 @@ TEST_F(Window, TakesPointerInputAndPaintsThePage) {
   auto at = [&](int x, int y) { return std::to_string(px + x) + " " + std::to_string(py + y); };
   // A left click paints an A pen dot; a right click a B pen dot.
   // The window shows before the run reaches its loop; give start-up a moment.
-  Sh("sleep 1; xdotool mousemove --window " + wid + " " + at(10, 12) + " sleep 0.2 click 1 sleep 0.2");
+  Sh("sleep 1; xdotool mousemove --window " + wid + " " + at(10, 12) +
+     " sleep 0.2 click 1 sleep 0.2");
   Sh("xdotool mousemove --window " + wid + " " + at(30, 40) + " sleep 0.2 click 3 sleep 0.3");
   Sh("kill -TERM " + pid);
-  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0\n"; ++i) usleep(100000);
+  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0\n"; ++i)
+    usleep(100000);
 
   Png png;
   ASSERT_TRUE(ReadPng(dir_ / "page.png", &png)) << Slurp(dir_ / "log");
