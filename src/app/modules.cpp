@@ -1,5 +1,7 @@
 #include "app/modules.h"
 
+#include <algorithm>
+
 #include "paint/draw_modes.h"
 #include "paint/grid.h"
 #include "paint/pressure.h"
@@ -13,6 +15,7 @@
 #include "script/external.h"
 #include "start/input.h"
 #include "start/main_loop.h"
+#include "start/message.h"
 #include "start/settings.h"
 #include "start/workspace.h"
 
@@ -38,6 +41,20 @@ bool SavePage(const char* path, std::string* error) {
 bool StartStrokes() {
   ResetStrokeContext();
   return UseDefaultBrush() == 0;
+}
+
+// The wheel sizes the Pen, one step of radius a notch.
+void WheelPen(int steps) {
+  if (StrokeCtx.tool != ToolPen) return;
+  int r = std::clamp(StrokeCtx.penRadius + steps, 0, 100);
+  if (r == StrokeCtx.penRadius) return;
+  Brush* b = MakePenBrush(r);
+  if (!b) {
+    Message(" Not enough memory");
+    return;
+  }
+  StrokeCtx.penRadius = StrokeCtx.targetRadius = r;
+  SetCurrentBrush(b);
 }
 
 void StopStrokes() {
@@ -102,6 +119,7 @@ const RunHooks& ProgramHooks() {
     PointHover = StrokeHover;
     Loop().speedPressure = StrokeSpeedPressure;
     Input().snapToGrid = SnapPagePosition;
+    Input().wheelTool = WheelPen;
     Loop().saveUndo = SnapshotUndo;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     return h;
