@@ -262,6 +262,11 @@ bool HostIconic() {
   return (SDL_GetWindowFlags(g_host.window) & SDL_WINDOW_MINIMIZED) != 0;
 }
 
+bool HostSetFullScreen(bool on) {
+  if (!g_host.window) return false;
+  return SDL_SetWindowFullscreen(g_host.window, on ? SDL_WINDOW_FULLSCREEN_DESKTOP : 0) == 0;
+}
+
 void HostDesktopSize(int* width, int* height) {
   *width = g_host.width;
   *height = g_host.height;

@@ -60,6 +60,8 @@ HostScreen HostFramebuffer();
 // Makes a rectangle of the framebuffer visible in the window (no-op headless).
 void HostPresent(int x, int y, int w, int h);
 bool HostIconic();
+// The window covers the desktop, or goes back to its frame; false headless or when refused.
+bool HostSetFullScreen(bool on);
 void HostDesktopSize(int* width, int* height);
 
 // Never blocks; false when nothing is queued.

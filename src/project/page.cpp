@@ -64,15 +64,23 @@ bool MakePage(int width, int height) {
   return ok;
 }
 
+namespace {
+int g_laidWidth = 0, g_laidHeight = 0;  // the screen size the page was centred for
+}
+
 void RecenterPage() {
   HostScreen s = HostFramebuffer();
   Ws.pageX = (s.width - Ws.pageWidth) / 2;
   Ws.pageY = (s.height - Ws.pageHeight) / 2;
+  g_laidWidth = s.width;
+  g_laidHeight = s.height;
 }
 
 void RedrawAll() {
   HostScreen s = HostFramebuffer();
   if (!s.pixels) return;
+  // A window that changed size lays the page out again.
+  if (s.width != g_laidWidth || s.height != g_laidHeight) RecenterPage();
   Pixel bg = Ws.sysColors[BACKGROUNDCOLOR] ? Ws.sysColors[BACKGROUNDCOLOR] : kDefaultSysColors[BACKGROUNDCOLOR];
   for (int y = 0; y < s.height; ++y) {
     uint32_t* row = s.pixels + static_cast<size_t>(y) * s.stride;

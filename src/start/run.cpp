@@ -328,6 +328,9 @@ int RunProgram(int argc, const char* const* argv) {
     ReleaseAll();
     return 1;
   }
+  if (strncasecmp(ConfigString("Main", "FullScreen", "0").c_str(), "on", 2) == 0 &&
+      HostSetFullScreen(true))
+    Ws.screen->fullScreen = 1;
 
   SetTempDirectory();
   if (Hooks().startCache && !Hooks().startCache()) {
@@ -338,6 +341,7 @@ int RunProgram(int argc, const char* const* argv) {
 
   MainSet.aPen = 0xFFFF0000;
   SelectTool(kToolDraw);
+  In.clickX = In.clickY = -100;
   for (const SettingsStep& s : Hooks().load)
     if (s.run) s.run();
   if (Hooks().beforeLoop) Hooks().beforeLoop();
