@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "host/host.h"
 #include "paint/brush.h"
@@ -43,17 +44,26 @@ const char* SkipBlanks(const char* p) {
   return p;
 }
 
-// Drops what the user has typed or clicked; a pending end of a headless run stays queued.
+// Drops what the user has typed or clicked. The window's own events (close, expose, resize) and
+// dropped files stay queued in their order: a lost resize would leave the screen at its old size.
 void FlushUserInput() {
   if (!HostIsOpen()) return;
-  HostEvent e;
-  bool quit = false;
-  while (HostPollEvent(&e)) quit = quit || e.type == HostEventType::Quit;
-  if (quit) {
-    HostEvent q;
-    q.type = HostEventType::Quit;
-    HostPushEvent(q);
+  std::vector<HostEvent> kept;
+  for (HostEvent e; HostPollEvent(&e);) {
+    switch (e.type) {
+      case HostEventType::Move:
+      case HostEventType::ButtonDown:
+      case HostEventType::ButtonUp:
+      case HostEventType::Wheel:
+      case HostEventType::KeyDown:
+      case HostEventType::KeyUp:
+      case HostEventType::Text:
+        break;
+      default:
+        kept.push_back(std::move(e));
+    }
   }
+  for (const HostEvent& e : kept) HostPushEvent(e);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/host.h"
 #include "paint/brush.h"
 #include "script/command_file.h"
 #include "script/commands.h"
@@ -260,12 +261,26 @@ TEST_F(Dispatcher, LocksNestAndRestore) {
   EXPECT_EQ(ScriptLocks.mouseNesting, 0);
   EXPECT_EQ(ScriptLocks.pointerShape, 7);
 
+  // Unlocking drops the user's input but keeps the window's own events.
+  HostConfig hc;
+  hc.headless = true;
+  std::string err;
+  ASSERT_TRUE(HostOpen(hc, &err)) << err;
+  HostHoldOpen(true);
+  for (auto type : {HostEventType::KeyDown, HostEventType::Resize, HostEventType::Move})
+    HostPushEvent(HostEvent{.type = type});
   Run("qd_lockuser");
   Run("qd_lockuser");
   EXPECT_EQ(ScriptLocks.pointerShape, 2);
   Run("qd_unlockuser");
   EXPECT_EQ(ScriptLocks.pointerShape, 7);
   EXPECT_EQ(ScriptLocks.userLocked, 0);
+  HostEvent e;
+  ASSERT_TRUE(HostPollEvent(&e));
+  EXPECT_EQ(e.type, HostEventType::Resize);
+  EXPECT_FALSE(HostPollEvent(&e));
+  HostHoldOpen(false);
+  HostClose();
 
   Run("qd_lockscreen");
   EXPECT_STREQ(ScriptLocks.displayText, "Display is locked");
