@@ -34,7 +34,7 @@ int32_t NextKey();
 // Sets the limit (the developer panel's "Cache size"); -1 is automatic. Trims.
 void CacheSetLimit(int64_t limit);
 // Size of the cache from the two keys: the ini value (default "-1"), then temp of Main when it
-// is a number. A path there counts as 0.
+// is a number; a path there leaves the ini value.
 int64_t ParseCacheSize(const char* startupCacheSize, const char* mainTemp);
 
 // Bytes of work buffers that users of the cache hold; counted against the automatic limit.
