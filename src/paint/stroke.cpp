@@ -533,8 +533,9 @@ void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, b
   static int lastSize = 0, lastOpacity = 255;
   if (first) lastSize = Inputs.size, lastOpacity = Inputs.opacity;
   Pixel colour = right ? Draw.BPen : Draw.APen;
-  int o0 = lastOpacity * Draw.power / 255, o1 = Inputs.opacity * Draw.power / 255;
-  StrokeLine(b, x0, y0, x1, y1, colour, 0, first, lastSize, Inputs.size, o0, o1);
+  // The inputs go as they are: the power is in the dab's mask, the thin line and the image pass.
+  StrokeLine(b, x0, y0, x1, y1, colour, 0, first, lastSize, Inputs.size, lastOpacity,
+             Inputs.opacity);
   lastSize = Inputs.size, lastOpacity = Inputs.opacity;
 }
 

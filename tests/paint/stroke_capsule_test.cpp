@@ -9,6 +9,7 @@
 #include "paint/stroke.h"
 #include "paint_fixture.h"
 #include "start/input.h"
+#include "start/main_loop.h"
 
 namespace vela::test {
 namespace {
@@ -202,6 +203,26 @@ TEST_F(DrawLineTest, PressureTowardsASmallerTargetThins) {
   EXPECT_LT(area(2, 255), area(2, 0));
   EXPECT_GT(area(10, 255), area(10, 0));
   EXPECT_EQ(area(2, -255), area(10, -255));  // -255 is the Pen's own radius whatever the target
+}
+
+// The drawing step hands the raw inputs on: the thin line applies the power once.
+TEST_F(DrawLineTest, DrawingStepAppliesThePowerOnce) {
+  StrokeCtx.tool = ToolPropellingPencil;
+  AntialiasOn = Draw.antialias = 1;
+  Draw.power = 128;
+  Inputs = StrokeInputs{};
+  Brush* dot = NewBrush(1, 1, false);
+  dot->kind = BrushKindDab;
+  dot->handleX = dot->handleY = 0;
+  SetCurrentBrush(dot);
+  StrokeLine(dot, F(4), F(9), F(30), F(9), Draw.APen, 0, 1, 0, 0, 255, 255);
+  BlockPtr once = CopyOf(page_.get());
+  std::fill(page_->data, page_->data + 48 * 40, 0);
+  StrokeSegment(F(4), F(9), F(30), F(9), true, false);
+  EXPECT_TRUE(SamePixels(once.get(), page_.get()));
+  EXPECT_GT(Alpha(page_->Row(9)[10]), 100);
+  Draw.power = 255;
+  AntialiasOn = 0;
 }
 
 }  // namespace
