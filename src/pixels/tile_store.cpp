@@ -324,7 +324,10 @@ int StoreFrame(ImageSequence* s, const Block* block, int index, int mode) {
   f->link = link;
   f->stamp = ++g_stamp;
   ReleaseLink(old);
-  if (memoryShort) Message(" Not enough memory");
+  if (memoryShort) {
+    Message(" Not enough memory");
+    return 0;
+  }
   return 1;
 }
 
