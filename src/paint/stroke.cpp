@@ -518,8 +518,8 @@ int StrokeCubic(Brush* brush, int32_t x0, int32_t y0, int32_t c0x, int32_t c0y, 
 
 int StrokeSpeedPressure() {
   int speed = SpeedInput(TimeNow(), In.pageX, In.pageY);
-  // Equal pressure fields are the sign of a tablet.
-  bool tablet = In.pressureLow == In.pressure;
+  // Equal pressure fields are the sign of a tablet; with pressure off it reads as a mouse.
+  bool tablet = StrokeCtx.pressureOn && In.pressureLow == In.pressure;
   UpdateStrokeInputs(tablet ? In.pressure : -1, speed);
   return StrokeCtx.speedOn && !tablet ? Inputs.opacity : -1;
 }

@@ -9,6 +9,7 @@
 #include "paint/grid.h"
 #include "paint/pressure.h"
 #include "paint/stroke.h"
+#include "start/input.h"
 #include "start/main_loop.h"
 
 namespace vela {
@@ -246,6 +247,13 @@ TEST(Speed, InputsFromPressureAndSpeed) {
   UpdateStrokeInputs(100, 90);
   EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 155));
   EXPECT_EQ(Inputs.shown, 90);
+  // A pen with pressure off is taken as a mouse: speed gives the tool pressure.
+  StrokeCtx.speedInvert = false;
+  StrokeCtx.speedOn = true;
+  StrokeCtx.pressureOn = false;
+  In.pressure = In.pressureLow = 100;
+  EXPECT_GE(StrokeSpeedPressure(), 0);
+  In.pressure = 255, In.pressureLow = 0;
 }
 
 }  // namespace
