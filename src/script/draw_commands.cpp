@@ -1,6 +1,8 @@
 // The drawing commands: segments for the stroke engine, and the plain line straight into the page.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 
 #include "paint/brush.h"
 #include "paint/stroke.h"
@@ -53,6 +55,22 @@ bool ClipSegment(double* x0, double* y0, double* x1, double* y1, int w, int h) {
   return true;
 }
 
+// DrawLine's walk with the page's bounds tested at each pixel, so that the part on the page is
+// the part of the whole line; false when the line is too long to walk.
+bool WalkLine(Block* page, int x0, int y0, int x1, int y1, Pixel pixel) {
+  int64_t reach = std::max(std::llabs(int64_t{x1} - x0), std::llabs(int64_t{y1} - y0));
+  if (reach > (1 << 22)) return false;
+  int dx = std::abs(x1 - x0), dy = -std::abs(y1 - y0);
+  int stepX = x0 < x1 ? 1 : -1, stepY = y0 < y1 ? 1 : -1;
+  for (int err = dx + dy;;) {
+    if (x0 >= 0 && y0 >= 0 && x0 < page->width && y0 < page->height) page->Row(y0)[x0] = pixel;
+    if (x0 == x1 && y0 == y1) return true;
+    int e2 = 2 * err;
+    if (e2 >= dy) err += dy, x0 += stepX;
+    if (e2 <= dx) err += dx, y0 += stepY;
+  }
+}
+
 }  // namespace
 
 void CmdDot(CommandRecord*, const char* args) {
@@ -86,14 +104,19 @@ void CmdFastLine(CommandRecord*, const char* args) {
   int a = std::clamp(i[7], 0, 255);
   auto c = [&](int v) { return static_cast<Pixel>(std::clamp(v, 0, 255) * a / 255); };
   Pixel pixel = (static_cast<Pixel>(a) << 24) | (c(i[4]) << 16) | (c(i[5]) << 8) | c(i[6]);
-  double x0 = i[0], y0 = i[1], x1 = i[2], y1 = i[3];
-  if (!ClipSegment(&x0, &y0, &x1, &y1, page->width, page->height)) return;
-  auto px = [](double v, int size) {
-    return std::clamp(static_cast<int>(std::lround(v)), 0, size - 1);
-  };
-  int ax = px(x0, page->width), ay = px(y0, page->height);
-  int bx = px(x1, page->width), by = px(y1, page->height);
-  DrawLine(page, ax, ay, bx, by, pixel);
+  int ax = i[0], ay = i[1], bx = i[2], by = i[3];
+  if (!WalkLine(page, ax, ay, bx, by, pixel)) {
+    double x0 = ax, y0 = ay, x1 = bx, y1 = by;
+    if (!ClipSegment(&x0, &y0, &x1, &y1, page->width, page->height)) return;
+    auto px = [](double v, int size) {
+      return std::clamp(static_cast<int>(std::lround(v)), 0, size - 1);
+    };
+    ax = px(x0, page->width), ay = px(y0, page->height);
+    bx = px(x1, page->width), by = px(y1, page->height);
+    DrawLine(page, ax, ay, bx, by, pixel);
+  }
+  ax = std::clamp(ax, -1, page->width), bx = std::clamp(bx, -1, page->width);
+  ay = std::clamp(ay, -1, page->height), by = std::clamp(by, -1, page->height);
   ++Stamp;
   // The changed area: the end points' rectangle grown by one on each side, within the page.
   int left = std::max(std::min(ax, bx) - 1, 0), top = std::max(std::min(ay, by) - 1, 0);

@@ -1,6 +1,7 @@
 // The protocol of the command line: forms, groups, names, numbers, answers and bounds.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,8 @@
 
 #include "host/host.h"
 #include "paint/brush.h"
+#include "pixels/block.h"
+#include "pixels/primitives.h"
 #include "script/command_file.h"
 #include "script/commands.h"
 #include "script/dispatcher.h"
@@ -173,6 +176,27 @@ TEST_F(Dispatcher, BoundsHold) {
   padded = "qd_setapen 1 2" + std::string(kWorkSize - 18, ' ') + "33";
   Run(padded);
   EXPECT_EQ(Draw.APen, 0xFF010221u);
+}
+
+// The part of a line on the page is the part of the whole line, not a line between cut ends.
+TEST_F(Dispatcher, FastLineKeepsItsPixelsOffThePage) {
+  Ws.page = NewBlock(48, 32);
+  Block* whole = NewBlock(248, 132);
+  for (auto [x0, y0, x1, y1] : {std::array{-37, -5, 70, 40}, {60, -50, -3, 31}, {-90, 30, 50, 2}}) {
+    FillRect(Ws.page, 0, 0, 47, 31, 0);
+    Run("qd_fastline " + std::to_string(x0) + " " + std::to_string(y0) + " " + std::to_string(x1) +
+        " " + std::to_string(y1) + " 255 255 255 255");
+    DrawLine(whole, x0 + 100, y0 + 50, x1 + 100, y1 + 50, 7);
+    for (int y = 0; y < 32; ++y)
+      for (int x = 0; x < 48; ++x)
+        ASSERT_EQ(Ws.page->Row(y)[x] != 0, whole->Row(y + 50)[x + 100] == 7) << x << "," << y;
+    FillRect(whole, 0, 0, 247, 131, 0);
+  }
+  Run("qd_fastline -2147483648 -2147483648 2147483647 20 255 255 255 255");
+  Run("qd_fastline -2000000000 -2000000000 -1999999990 -1999999990 255 255 255 255");
+  FreeBlock(whole);
+  FreeBlock(Ws.page);
+  Ws.page = nullptr;
 }
 
 TEST(ParseNumbers, ReadsDecimalNumbersOnly) {
