@@ -11,25 +11,26 @@ namespace vela {
 void ResampleProfile(const uint8_t profile[64], int r, int power, uint8_t* out) {
   power = std::clamp(power, 0, 255);
   out[r] = 0;
-  const double share = 63.0 / r;
+  // Positions are counted in 1/r of a profile byte, so that the truncation is of the exact value.
   for (int j = 0; j < r; ++j) {
-    double v;
+    int64_t v;
     if (r < 64) {
-      // Mean over [j·share, (j+1)·share), each byte k covering [k, k+1).
-      double a = j * share, b = (j + 1) * share, sum = 0;
-      for (int k = static_cast<int>(a); k < 64 && k < b; ++k) {
-        double part = std::min<double>(k + 1, b) - std::max<double>(k, a);
+      // Mean over the share [63j, 63(j+1)), each byte k covering [kr, (k+1)r).
+      const int64_t a = int64_t{63} * j, b = a + 63;
+      int64_t sum = 0;
+      for (int k = static_cast<int>(a / r); k < 64 && int64_t{k} * r < b; ++k) {
+        int64_t part =
+            std::min<int64_t>(int64_t{k + 1} * r, b) - std::max<int64_t>(int64_t{k} * r, a);
         if (part > 0) sum += part * profile[k];
       }
-      v = power * (sum / (b - a)) / 255;
+      v = power * sum / (63 * 255);
     } else {
-      double pos = j * share;
-      int i = static_cast<int>(pos);
-      double f = pos - i;
-      double p0 = i < 64 ? profile[i] : 0, p1 = i + 1 < 64 ? profile[i + 1] : 0;
-      v = ((1 - f) * p0 + f * p1) * power / 255;
+      const int64_t pos = int64_t{63} * j;
+      const int i = static_cast<int>(pos / r), f = static_cast<int>(pos % r);
+      int64_t p0 = i < 64 ? profile[i] : 0, p1 = i + 1 < 64 ? profile[i + 1] : 0;
+      v = ((r - f) * p0 + f * p1) * power / (int64_t{255} * r);
     }
-    out[r - 1 - j] = static_cast<uint8_t>(std::clamp(static_cast<int>(v), 0, 255));
+    out[r - 1 - j] = static_cast<uint8_t>(std::clamp<int64_t>(v, 0, 255));
   }
 }
 

@@ -41,29 +41,32 @@ std::vector<int> Resampled(const uint8_t* p, int r, int power) {
 
 TEST(Dab, MaskFollowsTheResamplingRule) {
   std::mt19937 g(3);
-  for (int radius : {1, 2, 3, 7, 20, 64, 65, 90}) {
-    uint8_t profile[64];
-    for (int i = 0; i < 64; ++i) profile[i] = static_cast<uint8_t>(i % 3 ? g() % 256 : 4 * i);
-    int power = radius % 2 ? 255 : 200;
-    int side = 2 * radius + 1, r = std::max(side / 2 - 1, 1);
-    std::vector<int> out = Resampled(profile, r, power);
-    std::vector<uint8_t> mask(side * side);
-    FillDabMask(mask.data(), side, profile, power);
-    for (int y = 0; y < side; ++y)
-      for (int x = 0; x < side; ++x) {
-        int dx = x - side / 2, dy = y - side / 2;
-        int want = 0;
-        if (dx * dx + dy * dy <= r * r) {
-          double d = std::sqrt(dx * dx + dy * dy);
-          int i = static_cast<int>(d);
-          double f = d - i;
-          int a = i < r ? out[i] : 0, b = i < r - 1 ? out[i + 1] : 0;
-          want = static_cast<int>(a * (1 - f) + b * f);
+  for (int radius : {1, 2, 3, 6, 7, 20, 46, 64, 65, 90})
+    for (bool plain : {false, true}) {
+      // The default profile at full power, where the exact value is often a whole number.
+      uint8_t profile[64];
+      for (int i = 0; i < 64; ++i)
+        profile[i] = static_cast<uint8_t>(i % 3 && !plain ? g() % 256 : 4 * i);
+      int power = radius % 2 || plain ? 255 : 200;
+      int side = 2 * radius + 1, r = std::max(side / 2 - 1, 1);
+      std::vector<int> out = Resampled(profile, r, power);
+      std::vector<uint8_t> mask(side * side);
+      FillDabMask(mask.data(), side, profile, power);
+      for (int y = 0; y < side; ++y)
+        for (int x = 0; x < side; ++x) {
+          int dx = x - side / 2, dy = y - side / 2;
+          int want = 0;
+          if (dx * dx + dy * dy <= r * r) {
+            double d = std::sqrt(dx * dx + dy * dy);
+            int i = static_cast<int>(d);
+            double f = d - i;
+            int a = i < r ? out[i] : 0, b = i < r - 1 ? out[i + 1] : 0;
+            want = static_cast<int>(a * (1 - f) + b * f);
+          }
+          ASSERT_NEAR(mask[y * side + x], want, 0)
+              << "radius " << radius << " at " << dx << "," << dy;
         }
-        ASSERT_NEAR(mask[y * side + x], want, 0)
-            << "radius " << radius << " at " << dx << "," << dy;
-      }
-  }
+    }
 }
 
 TEST(Dab, RebuildMakesTheCurrentBrushCentredOnItsHandle) {
