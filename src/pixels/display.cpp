@@ -5,11 +5,12 @@
 #include <vector>
 
 #include "host/host.h"
+#include "start/input.h"
 
 namespace vela {
 
 void BlitBand(const Block* block, int sx, int sy, int tx, int ty, int w, int h) {
-  if (!block || HostIconic()) return;
+  if (!block || HostIconic() || DisplayLocked) return;
   HostScreen s = HostFramebuffer();
   if (!s.pixels) return;
   // Clip the target to the window and the source to the Block, moving both starts together.

@@ -6,6 +6,7 @@
 #include "host/host.h"
 #include "pixels/block.h"
 #include "pixels/display.h"
+#include "start/input.h"
 #include "start/message.h"
 #include "start/workspace.h"
 
@@ -78,7 +79,7 @@ void RecenterPage() {
 
 void RedrawAll() {
   HostScreen s = HostFramebuffer();
-  if (!s.pixels) return;
+  if (!s.pixels || DisplayLocked) return;
   // A window that changed size lays the page out again.
   if (s.width != g_laidWidth || s.height != g_laidHeight) RecenterPage();
   Pixel bg = Ws.sysColors[BACKGROUNDCOLOR] ? Ws.sysColors[BACKGROUNDCOLOR] : kDefaultSysColors[BACKGROUNDCOLOR];

@@ -144,12 +144,14 @@ void CmdLockUser(CommandRecord*, const char*) {
   ScriptLocks.savedUserShape = ScriptLocks.pointerShape;
   ScriptLocks.pointerShape = 2;
   ScriptLocks.userLocked = 1;
+  UserLocked = 1;
 }
 
 void CmdUnlockUser(CommandRecord*, const char*) {
   if (!ScriptLocks.userLocked) return;
   FlushUserInput();
   ScriptLocks.userLocked = 0;
+  UserLocked = 0;
   ScriptLocks.pointerShape = ScriptLocks.savedUserShape;
 }
 

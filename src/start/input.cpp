@@ -18,6 +18,7 @@ int BreakFlag = 0;
 uint32_t Stamp = 0;
 int BusyMode = 0;
 int DisplayLocked = 0;
+int UserLocked = 0;
 
 namespace {
 std::deque<ExternalCommand*> g_commands;
@@ -27,6 +28,21 @@ InputEvent g_peeked{};
 bool g_havePeeked = false;
 
 int32_t Fixed(int pixel) { return (pixel << 16) + 0x8000; }
+
+bool IsUserInput(HostEventType t) {
+  switch (t) {
+    case HostEventType::Move:
+    case HostEventType::ButtonDown:
+    case HostEventType::ButtonUp:
+    case HostEventType::Wheel:
+    case HostEventType::KeyDown:
+    case HostEventType::KeyUp:
+    case HostEventType::Text:
+      return true;
+    default:
+      return false;
+  }
+}
 
 InputEvent Blank() {
   InputEvent e{};
@@ -152,8 +168,10 @@ bool PollEvent(int allowInjected, InputEvent* event) {
     return true;
   }
   HostEvent h;
-  while (HostPollEvent(&h))
+  while (HostPollEvent(&h)) {
+    if (UserLocked && IsUserInput(h.type)) continue;
     if (FromHost(h, event)) return true;
+  }
   return false;
 }
 
@@ -243,7 +261,10 @@ void HandleKey(const InputEvent& e) {
     return;
   }
   if (DisplayLocked) {
-    if (e.code == kKeySpace || (e.code == kCharacterCode && e.character == ' ')) DisplayLocked = 0;
+    if (e.code == kKeySpace || (e.code == kCharacterCode && e.character == ' ')) {
+      DisplayLocked = Ws.displayLocked = 0;
+      RedrawScreen();
+    }
     return;
   }
   if (Input().gadgetActive && Input().gadgetActive()) return;
@@ -330,6 +351,7 @@ void ResetInput() {
   BreakFlag = 0;
   BusyMode = 0;
   DisplayLocked = 0;
+  UserLocked = 0;
   g_leftAsRight = false;
   g_havePeeked = false;
   g_commands.clear();

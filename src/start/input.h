@@ -107,6 +107,8 @@ InputHooks& Input();
 // Screen modes that change key handling.
 extern int BusyMode;
 extern int DisplayLocked;
+// While a script holds the user lock, input from the user is held back (and dropped at unlock).
+extern int UserLocked;
 
 // Clears the state and the queues (a new run, or a test).
 void ResetInput();

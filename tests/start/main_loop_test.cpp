@@ -172,6 +172,21 @@ TEST_F(LoopTest, DeleteSetsBreakUnlessBusyAndOtherKeysClearIt) {
   EXPECT_EQ(rec_.keys.back(), 'B' + kKeyRelease);
 }
 
+TEST_F(LoopTest, UserLockHoldsBackOnlyTheUsersInput) {
+  UserLocked = 1;
+  Load("move 5 5\ndown left\nkey A\nwheel 1\n");
+  EXPECT_EQ(Batch(), 0);
+  EXPECT_FALSE(In.leftDown);
+  EXPECT_EQ(In.winX, 0);
+  QueueClipboardImage(nullptr);  // the program's own events still come
+  InputEvent e;
+  EXPECT_TRUE(PollEvent(1, &e));
+  UserLocked = 0;
+  Load("move 7 7\n");
+  EXPECT_EQ(Batch(), -1);
+  EXPECT_EQ(In.winX, 7);
+}
+
 TEST_F(LoopTest, LockedDisplayOnlyListensForSpace) {
   RecordKeys();
   DisplayLocked = 1;
