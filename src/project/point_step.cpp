@@ -13,6 +13,12 @@ int32_t g_lastX = 0, g_lastY = 0;
 
 void PointStep() {
   if (!In.leftDown && !In.rightDown) {
+    // A release that came with moves in its batch still owes the stroke its last piece.
+    bool released = In.clickState == -1 || In.clickState == -2;
+    if (released && PointSegment && (In.pageXF != g_lastX || In.pageYF != g_lastY))
+      PointSegment(g_lastX, g_lastY, In.pageXF, In.pageYF, false, In.clickState == -2);
+    g_lastX = In.pageXF;
+    g_lastY = In.pageYF;
     if (PointHover) PointHover(In.pageX, In.pageY);
     return;
   }

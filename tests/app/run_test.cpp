@@ -73,7 +73,8 @@ TEST_F(VelaRun, BadCommandLinesAndFiles) {
 
 TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
   Write("ev.txt", "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
-                  "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n");
+                  "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n"
+                  "move 500 420\ndown left\nmove 560 420\nup left\n");
   const std::string args = "PageWidth=320 PageHeight=200 --events ev.txt ";
   ASSERT_EQ(Run(args + "--screenshot a.png --save-page page.png"), 0) << Err();
   ASSERT_EQ(Run(args + "--screenshot b.png"), 0) << Err();
@@ -86,6 +87,8 @@ TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
   EXPECT_EQ(png.Argb(23, 22), 0xFFFF0000u);
   EXPECT_EQ(png.Argb(60, 50), 0xFF000000u);
   EXPECT_EQ(png.Argb(40, 35), 0u);
+  // A release batched with the last move still draws the stroke up to the release.
+  EXPECT_EQ(png.Argb(70, 120), 0xFFFF0000u);
 }
 
 TEST_F(VelaRun, CommandFileDrawsWhatTheCommandsSay) {
