@@ -163,6 +163,21 @@ bool Translate(const SDL_Event& e, HostEvent* out) {
 
 }  // namespace
 
+bool HostIsUserInput(HostEventType type) {
+  switch (type) {
+    case HostEventType::Move:
+    case HostEventType::ButtonDown:
+    case HostEventType::ButtonUp:
+    case HostEventType::Wheel:
+    case HostEventType::KeyDown:
+    case HostEventType::KeyUp:
+    case HostEventType::Text:
+      return true;
+    default:
+      return false;
+  }
+}
+
 bool HostHasDisplay() {
   const char* x = std::getenv("DISPLAY");
   const char* w = std::getenv("WAYLAND_DISPLAY");

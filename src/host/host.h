@@ -52,6 +52,8 @@ struct HostEvent {
 };
 
 bool HostHasDisplay();  // DISPLAY or WAYLAND_DISPLAY is set
+// Pointer, wheel, key and text events: what the user does, as against what the window reports.
+bool HostIsUserInput(HostEventType type);
 bool HostOpen(const HostConfig& config, std::string* error);
 void HostClose();
 bool HostIsOpen();

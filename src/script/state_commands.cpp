@@ -49,20 +49,8 @@ const char* SkipBlanks(const char* p) {
 void FlushUserInput() {
   if (!HostIsOpen()) return;
   std::vector<HostEvent> kept;
-  for (HostEvent e; HostPollEvent(&e);) {
-    switch (e.type) {
-      case HostEventType::Move:
-      case HostEventType::ButtonDown:
-      case HostEventType::ButtonUp:
-      case HostEventType::Wheel:
-      case HostEventType::KeyDown:
-      case HostEventType::KeyUp:
-      case HostEventType::Text:
-        break;
-      default:
-        kept.push_back(std::move(e));
-    }
-  }
+  for (HostEvent e; HostPollEvent(&e);)
+    if (!HostIsUserInput(e.type)) kept.push_back(std::move(e));
   for (const HostEvent& e : kept) HostPushEvent(e);
 }
 

@@ -29,20 +29,6 @@ bool g_havePeeked = false;
 
 int32_t Fixed(int pixel) { return (pixel << 16) + 0x8000; }
 
-bool IsUserInput(HostEventType t) {
-  switch (t) {
-    case HostEventType::Move:
-    case HostEventType::ButtonDown:
-    case HostEventType::ButtonUp:
-    case HostEventType::Wheel:
-    case HostEventType::KeyDown:
-    case HostEventType::KeyUp:
-    case HostEventType::Text:
-      return true;
-    default:
-      return false;
-  }
-}
 
 InputEvent Blank() {
   InputEvent e{};
@@ -169,7 +155,7 @@ bool PollEvent(int allowInjected, InputEvent* event) {
   }
   HostEvent h;
   while (HostPollEvent(&h)) {
-    if (UserLocked && IsUserInput(h.type)) continue;
+    if (UserLocked && HostIsUserInput(h.type)) continue;
     if (FromHost(h, event)) return true;
   }
   return false;
