@@ -64,6 +64,103 @@ inline uint32_t Load4(const uint8_t* k) {
 }
 #endif
 
+#if VELA_PAINT_AVX2
+VELA_AVX2 inline __m256i Load8(const void* p) {
+  return _mm256_loadu_si256(static_cast<const __m256i*>(p));
+}
+VELA_AVX2 inline void Store8(void* p, __m256i v) {
+  _mm256_storeu_si256(static_cast<__m256i*>(p), v);
+}
+VELA_AVX2 inline __m256i Div255Up8(__m256i v) {  // (v + 254) / 255, exact for every u16 v < 65281
+  v = _mm256_add_epi16(v, _mm256_set1_epi16(254));
+  return _mm256_srli_epi16(_mm256_mulhi_epu16(v, _mm256_set1_epi16(static_cast<short>(0x8081))), 7);
+}
+VELA_AVX2 inline __m256i MulBytes8(__m256i a, __m256i b) {  // T[a][b] for a, b >= 0
+  const __m256i zero = _mm256_setzero_si256();
+  return _mm256_packus_epi16(
+      Div255Up8(_mm256_mullo_epi16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero))),
+      Div255Up8(_mm256_mullo_epi16(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero))));
+}
+// Eight coverage bytes, each over its pixel's four channels.
+VELA_AVX2 inline __m256i SpreadK8(uint64_t kw) {
+  const __m256i order = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4,
+                                         5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
+  return _mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(kw)), order);
+}
+// Cover of b towards target: T[|t - b|][k] per byte, applied with the sign of t - b.
+VELA_AVX2 inline __m256i Towards8(__m256i b, __m256i t, __m256i k) {
+  __m256i up = _mm256_subs_epu8(t, b), down = _mm256_subs_epu8(b, t);
+  __m256i q = MulBytes8(_mm256_or_si256(up, down), k);
+  __m256i qUp = _mm256_andnot_si256(_mm256_cmpeq_epi8(up, _mm256_setzero_si256()), q);
+  return _mm256_sub_epi8(_mm256_add_epi8(b, qUp), _mm256_xor_si256(q, qUp));
+}
+
+VELA_AVX2 int CoverageAvx2(uint8_t* k, const uint8_t* m, int n, int opacity) {
+  const __m256i o = _mm256_set1_epi8(static_cast<char>(opacity));
+  int i = 0;
+  for (; i + 32 <= n; i += 32) Store8(k + i, MulBytes8(Load8(m + i), o));
+  return i;
+}
+
+VELA_AVX2 int CoverAvx2(Pixel* d, const uint8_t* k, int n, Pixel colour) {
+  const __m256i ones = _mm256_set1_epi8(-1);
+  const __m256i whole = _mm256_set1_epi32(static_cast<int>(colour));
+  const __m256i target = _mm256_set1_epi32(static_cast<int>(colour | 0xFF000000u));
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t kw;
+    std::memcpy(&kw, k + i, 8);
+    if (kw == 0) continue;
+    if (kw == ~0ull) {
+      Store8(d + i, whole);
+      continue;
+    }
+    // k = 0 moves nothing, so no pixel needs keeping.
+    __m256i kk = SpreadK8(kw);
+    __m256i r = Towards8(Load8(d + i), target, kk);
+    Store8(d + i, _mm256_blendv_epi8(r, whole, _mm256_cmpeq_epi8(kk, ones)));
+  }
+  return i;
+}
+
+VELA_AVX2 inline __m256i Filter8(__m256i c, __m256i l, __m256i r, __m256i u, __m256i dn,
+                                 bool blur) {
+  __m256i around = _mm256_add_epi16(_mm256_add_epi16(l, r), _mm256_add_epi16(u, dn));
+  if (blur) {
+    __m256i sum = _mm256_add_epi16(_mm256_add_epi16(c, around), _mm256_set1_epi16(2));
+    return _mm256_srli_epi16(_mm256_mulhi_epu16(sum, _mm256_set1_epi16(-13107)), 2);  // /5
+  }
+  __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(c, _mm256_set1_epi16(60)), around);
+  return _mm256_srli_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(31)), 6);
+}
+
+VELA_AVX2 int CrossFilterAvx2(const Pixel* row, const Pixel* up, const Pixel* down,
+                              const uint8_t* k, int n, Pixel* out, bool blur) {
+  const __m256i zero = _mm256_setzero_si256();
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t kw;
+    std::memcpy(&kw, k + i, 8);
+    __m256i c = Load8(row + i);
+    if (kw == 0) {
+      Store8(out + i, c);
+      continue;
+    }
+    __m256i l = Load8(row + i - 1), r = Load8(row + i + 1), u = Load8(up + i), dn = Load8(down + i);
+    __m256i lo = Filter8(_mm256_unpacklo_epi8(c, zero), _mm256_unpacklo_epi8(l, zero),
+                         _mm256_unpacklo_epi8(r, zero), _mm256_unpacklo_epi8(u, zero),
+                         _mm256_unpacklo_epi8(dn, zero), blur);
+    __m256i hi = Filter8(_mm256_unpackhi_epi8(c, zero), _mm256_unpackhi_epi8(l, zero),
+                         _mm256_unpackhi_epi8(r, zero), _mm256_unpackhi_epi8(u, zero),
+                         _mm256_unpackhi_epi8(dn, zero), blur);
+    __m256i v = _mm256_packus_epi16(lo, hi);
+    if (kw != ~0ull) v = _mm256_blendv_epi8(v, c, _mm256_cmpeq_epi8(SpreadK8(kw), zero));
+    Store8(out + i, v);
+  }
+  return i;
+}
+#endif
+
 }  // namespace
 
 void SetPaintSimd(bool on) {
@@ -84,6 +181,9 @@ void CoverageRow(uint8_t* k, const uint8_t* m, int n, int opacity) {
     return;
   }
   int i = 0;
+#if VELA_PAINT_AVX2
+  if (g_simd && g_avx2 && opacity >= 0) i = CoverageAvx2(k, m, n, opacity);
+#endif
 #if VELA_PAINT_SSE2
   if (g_simd) {
     const __m128i zero = _mm_setzero_si128(), o = _mm_set1_epi16(static_cast<short>(opacity));
@@ -102,6 +202,9 @@ void CoverageRow(uint8_t* k, const uint8_t* m, int n, int opacity) {
 
 void CoverRow(Pixel* d, const uint8_t* k, int n, Pixel colour) {
   int i = 0;
+#if VELA_PAINT_AVX2
+  if (g_simd && g_avx2) i = CoverAvx2(d, k, n, colour);
+#endif
 #if VELA_PAINT_SSE2
   if (g_simd) {
     const __m128i zero = _mm_setzero_si128();
@@ -259,27 +362,6 @@ inline __m128i KeepWhereZero(__m128i r, __m128i k, const Pixel* d, uint32_t kw) 
 VELA_AVX2 inline __m256i Div255Down8(__m256i v) {
   return _mm256_srli_epi16(_mm256_mulhi_epu16(v, _mm256_set1_epi16(static_cast<short>(0x8081))), 7);
 }
-VELA_AVX2 inline __m256i Div255Up8(__m256i v) {
-  return Div255Down8(_mm256_add_epi16(v, _mm256_set1_epi16(254)));
-}
-VELA_AVX2 inline __m256i MulBytes8(__m256i a, __m256i b) {  // T[a][b] for a, b >= 0
-  const __m256i zero = _mm256_setzero_si256();
-  return _mm256_packus_epi16(
-      Div255Up8(_mm256_mullo_epi16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero))),
-      Div255Up8(_mm256_mullo_epi16(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero))));
-}
-VELA_AVX2 inline __m256i Load8(const void* p) {
-  return _mm256_loadu_si256(static_cast<const __m256i*>(p));
-}
-VELA_AVX2 inline void Store8(void* p, __m256i v) {
-  _mm256_storeu_si256(static_cast<__m256i*>(p), v);
-}
-// Eight coverage bytes, each over its pixel's four channels.
-VELA_AVX2 inline __m256i SpreadK8(uint64_t kw) {
-  const __m256i order = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4,
-                                         5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
-  return _mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(kw)), order);
-}
 VELA_AVX2 inline __m256i KeepWhereZero8(__m256i r, __m256i k, const Pixel* d, uint64_t kw) {
   if (!AnyZeroByte(kw)) return r;
   return _mm256_blendv_epi8(r, Load8(d), _mm256_cmpeq_epi8(k, _mm256_setzero_si256()));
@@ -305,7 +387,7 @@ VELA_AVX2 int AccumulateAvx2(uint8_t* w, const uint8_t* m, int n, int opacity, b
 
 VELA_AVX2 int WetCoverAvx2(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pixel colour,
                            const Pixel* colours) {
-  const __m256i zero = _mm256_setzero_si256(), ones = _mm256_set1_epi8(-1);
+  const __m256i ones = _mm256_set1_epi8(-1);
   const __m256i opaque = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
   __m256i whole = _mm256_set1_epi32(static_cast<int>(colour));
   __m256i target = _mm256_or_si256(whole, opaque);
@@ -322,11 +404,8 @@ VELA_AVX2 int WetCoverAvx2(Pixel* d, const Pixel* b, const uint8_t* e, int n, Pi
       Store8(d + i, whole);
       continue;
     }
-    __m256i k = SpreadK8(kw), bv = Load8(b + i);
-    __m256i up = _mm256_subs_epu8(target, bv), down = _mm256_subs_epu8(bv, target);
-    __m256i q = MulBytes8(_mm256_or_si256(up, down), k);
-    __m256i qUp = _mm256_andnot_si256(_mm256_cmpeq_epi8(up, zero), q);
-    __m256i r = _mm256_sub_epi8(_mm256_add_epi8(bv, qUp), _mm256_xor_si256(q, qUp));
+    __m256i k = SpreadK8(kw);
+    __m256i r = Towards8(Load8(b + i), target, k);
     r = _mm256_blendv_epi8(r, whole, _mm256_cmpeq_epi8(k, ones));
     Store8(d + i, KeepWhereZero8(r, k, d + i, kw));
   }
@@ -531,6 +610,9 @@ void CrossFilterRow(const Block* page, int x, int y, const uint8_t* k, int n, Pi
   const Pixel* up = page->Row(y - 1) + x;
   const Pixel* down = page->Row(y + 1) + x;
   int i = 0;
+#if VELA_PAINT_AVX2
+  if (g_simd && g_avx2) i = CrossFilterAvx2(row, up, down, k, n, out, blur);
+#endif
 #if VELA_PAINT_SSE2
   if (g_simd) {
     const __m128i zero = _mm_setzero_si128();

@@ -1,6 +1,7 @@
 // Row loops that carry most of the painting, with SSE2 forms that give the same bytes as the
 // per-pixel rules. SetPaintSimd(false), or VELA_NO_SIMD in the environment, runs the plain ones;
-// the wet loops also have AVX2 forms, off with SetPaintAvx2(false) or VELA_NO_AVX2.
+// coverage paint, the cross filter and the wet loops also have AVX2 forms, off with
+// SetPaintAvx2(false) or VELA_NO_AVX2.
 #pragma once
 
 #include <cstdint>

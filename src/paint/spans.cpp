@@ -56,8 +56,11 @@ void PerPixel(int x, int y, int length, const uint8_t* cov, Rule rule) {
 void SpanColor(int x, int y, int length, const uint8_t* cov) {
   ForSpan(x, y, length, cov, nullptr, [](Pixel* d, const uint8_t* m, int n, int) {
     uint8_t k[kChunk];
-    CoverageRow(k, m, n, g_span.opacity);
-    CoverRow(d, k, n, g_span.colour);
+    if (g_span.opacity < 255) {  // at 255 the coverage is k as it stands
+      CoverageRow(k, m, n, g_span.opacity);
+      m = k;
+    }
+    CoverRow(d, m, n, g_span.colour);
   });
 }
 void SpanSolid(int x, int y, int length, const uint8_t* cov) {

@@ -4,6 +4,7 @@
 //
 // Pixels are 0xAARRGGBB words, premultiplied; bytes in memory blue, green, red, alpha.
 #include <algorithm>
+#include <type_traits>
 
 #include "paint/draw_modes.h"
 #include "paint/paint_ops.h"
@@ -318,8 +319,12 @@ int SmoothPass(const Brush& b, Block* dst, int x, int y, Pixel, bool, int opacit
     Pixel* urow = under->Row(py - y) - x;
     for (int px = r.x0; px < r.x1; px += kChunk) {
       int n = std::min(kChunk, r.x1 - px);
-      Cov::Row(k, mrow + px, nullptr, n, opacity);
-      CrossFilterRow(dst, px, py, k, n, urow + px, kBlur);
+      const uint8_t* kk = mrow + px;  // the mask as it stands is the flag
+      if constexpr (!std::is_same_v<Cov, CovFlag>) {
+        Cov::Row(k, kk, nullptr, n, opacity);
+        kk = k;
+      }
+      CrossFilterRow(dst, px, py, kk, n, urow + px, kBlur);
     }
   }
   for (int py = r.y0; py < r.y1; ++py) {

@@ -106,11 +106,12 @@ class SpanTest : public PaintTest {};
 
 TEST_F(SpanTest, EverySpanMatchesReference) {
   std::mt19937 g(4242);
-  for (bool simd : {true, false})
+  for (int layer : {0, 1, 2})  // plain, SSE2, AVX2
     for (int mode : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 15, 16, 17, -1})
       for (int aa = 0; aa < 2; ++aa)
         for (int round = 0; round < 12; ++round) {
-          SetPaintSimd(simd);
+          SetPaintSimd(layer > 0);
+          SetPaintAvx2(layer > 1);
           BlockPtr page(NewBlock(700 + g() % 40, 6));
           BlockPtr spare(NewBlock(page->width, page->height));
           FillRandom(page.get(), g);
@@ -142,7 +143,7 @@ TEST_F(SpanTest, EverySpanMatchesReference) {
             ref::Span(w, mode, mode < 0, opacity, expect.get(), x, y, length, cov.data());
           }
           ASSERT_TRUE(SamePixels(page.get(), expect.get()))
-              << "mode " << mode << " aa " << aa << " simd " << simd;
+              << "mode " << mode << " aa " << aa << " layer " << layer;
           bool none = mode == 4 || mode == 5 || mode == 6 || mode == 7 || mode == 8 || mode == 9 ||
                       (!aa && (mode == 12 || mode == 17));
           EXPECT_EQ(op == nullptr, none) << "mode " << mode;

@@ -18,13 +18,14 @@ class StampPassTest : public PaintTest {};
 TEST_F(StampPassTest, EveryLoopMatchesReference) {
   std::mt19937 g(12345);
   int cases = 0;
-  for (bool simd : {true, false})
+  for (int layer : {0, 1, 2})  // plain, SSE2, AVX2
     for (int mode : kModes)
       for (int kind : kKinds)
         for (int aa = 0; aa < 2; ++aa)
           for (int tex = 0; tex < 3; ++tex)
             for (int opacity : {0, 1, 128, 254, 255, -1}) {
-              SetPaintSimd(simd);
+              SetPaintSimd(layer > 0);
+              SetPaintAvx2(layer > 1);
               if (opacity < 0) opacity = static_cast<int>(g() % 256);
               bool erase = mode < 0;
               BlockPtr page(NewBlock(37 + g() % 20, 29 + g() % 9));
@@ -63,12 +64,12 @@ TEST_F(StampPassTest, EveryLoopMatchesReference) {
                 ref::Stamp(w, mode, tb.brush, expect.get(), x, y, colour, erase, opacity);
                 ASSERT_TRUE(SamePixels(page.get(), expect.get()))
                     << "mode " << mode << " kind " << kind << " aa " << aa << " tex " << tex
-                    << " opacity " << opacity << " pass " << pass << " simd " << simd;
+                    << " opacity " << opacity << " pass " << pass << " layer " << layer;
               }
               ASSERT_EQ(PaintNoise, w.noise) << "mode " << mode << " kind " << kind;
               ++cases;
             }
-  EXPECT_EQ(cases, 2 * 18 * 4 * 2 * 3 * 6);
+  EXPECT_EQ(cases, 3 * 18 * 4 * 2 * 3 * 6);
 }
 
 // Wide rows cross the loops' chunking and the four-pixel SIMD groups.
