@@ -78,10 +78,12 @@ class PaintTest : public ::testing::Test {
     ResetStrokeState();
     SetGrain(4);
     SetPaintSimd(true);
+    SetPaintAvx2(true);
   }
   void TearDown() override {
     Ws = saved_;
     SetPaintSimd(true);
+    SetPaintAvx2(true);
   }
   Workspace saved_;
 };
