@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "start/message.h"
 #include "start/run_paths.h"
 
 namespace vela {
@@ -27,6 +28,18 @@ const char* AfterName(const char* arg, const char* name) {
 }
 
 int Int(const char* s) { return static_cast<int>(std::strtol(s, nullptr, 10)); }
+
+// A page side given on the command line; anything but a whole number from 1 up is reported and
+// left to the configuration.
+int PageSide(const char* name, const char* v) {
+  char* end = nullptr;
+  long n = std::strtol(v, &end, 10);
+  if (end == v || *end || n < 1 || n > 16384) {
+    MessageF("%s=%s is not a page size from 1 to 16384; the configuration's is used", name, v);
+    return 0;
+  }
+  return static_cast<int>(n);
+}
 }  // namespace
 
 RunOptions& Options() {
@@ -68,8 +81,8 @@ void ParseOptions(int argc, const char* const* argv) {
     if (strncasecmp(v, "NO", 2) == 0) o.undoMode = 2;
     else if (strncasecmp(v, "AUTO", 4) == 0) o.undoMode = 0;
   }
-  if (const char* v = find("PageWidth")) o.pageWidth = Int(v);
-  if (const char* v = find("PageHeight")) o.pageHeight = Int(v);
+  if (const char* v = find("PageWidth")) o.pageWidth = PageSide("PageWidth", v);
+  if (const char* v = find("PageHeight")) o.pageHeight = PageSide("PageHeight", v);
   if (const char* v = find("Screen")) o.screen = Int(v);
   if (const char* v = find("ScreenOffsetX")) o.screenOffsetX = Int(v);
   if (const char* v = find("ScreenOffsetY")) o.screenOffsetY = Int(v);

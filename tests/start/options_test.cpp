@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "start/command_line.h"
+#include "start/message.h"
 #include "start/options.h"
 #include "start/run_paths.h"
 
@@ -40,9 +41,16 @@ TEST(ParseOptions, SetsPathsAndSwitches) {
   EXPECT_EQ(Options().noEraseAlert, 1);
   EXPECT_EQ(Options().customBrush, 0);  // zero leaves the limit alone
 
-  const char* argv2[] = {"vela", "UNDO=Auto"};
-  ParseOptions(2, argv2);
+  const char* argv2[] = {"vela", "UNDO=Auto", "PageWidth=abc", "PageHeight=-5"};
+  static int reports;
+  reports = 0;
+  MessageSink old = SetMessageSink([](const char*) { ++reports; });
+  ParseOptions(4, argv2);
+  SetMessageSink(old);
   EXPECT_EQ(Options().undoMode, 0);
+  EXPECT_EQ(Options().pageWidth, 0);  // a bad size is reported and left to the configuration
+  EXPECT_EQ(Options().pageHeight, 0);
+  EXPECT_EQ(reports, 2);
 }
 
 TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
