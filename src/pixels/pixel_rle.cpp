@@ -53,29 +53,12 @@ size_t PixelRLEPackedSize(const Pixel* src, size_t n) {
 }
 
 ptrdiff_t PixelRLEUnpack(const uint8_t* src, size_t len, Pixel* dst, size_t n) {
-  size_t at = 0;
-  size_t done = 0;
-  while (done < n) {
-    if (at >= len) return -1;
-    const int c = static_cast<int8_t>(src[at++]);
-    if (c == -128) continue;
-    if (c >= 0) {
-      const size_t count = static_cast<size_t>(c) + 1;
-      if (count > n - done || count * 4 > len - at) return -1;
-      std::memcpy(dst + done, src + at, count * 4);
-      at += count * 4;
-      done += count;
-    } else {
-      const size_t count = static_cast<size_t>(1 - c);
-      if (count > n - done || 4 > len - at) return -1;
-      Pixel px;
-      std::memcpy(&px, src + at, 4);
-      at += 4;
-      std::fill_n(dst + done, count, px);
-      done += count;
-    }
-  }
-  return static_cast<ptrdiff_t>(at);
+  return PixelRLEWalk(
+      src, len, n,
+      [dst](size_t i, const uint8_t* bytes, size_t count) {
+        std::memcpy(dst + i, bytes, count * 4);
+      },
+      [dst](size_t i, Pixel px, size_t count) { std::fill_n(dst + i, count, px); });
 }
 
 size_t PixelRLEPackRows(const Pixel* src, ptrdiff_t stride, int width, int height, uint8_t* out) {

@@ -126,32 +126,18 @@ inline Pixel LoadPixel(const uint8_t* p) {
 // Blends one packed row straight into dst: a run is scaled once and transparent runs cost
 // nothing. Returns the bytes used, or -1 on a corrupt stream.
 ptrdiff_t BlendStream(const uint8_t* src, size_t len, Pixel* dst, size_t n, int opacity) {
-  size_t at = 0, done = 0;
-  while (done < n) {
-    if (at >= len) return -1;
-    const int c = static_cast<int8_t>(src[at++]);
-    if (c == -128) continue;
-    if (c >= 0) {
-      const size_t count = static_cast<size_t>(c) + 1;
-      if (count > n - done || count * 4 > len - at) return -1;
-      Pixel* d = dst + done;
-      if (opacity == 255) {
-        for (size_t k = 0; k < count; ++k) d[k] = OverPixel(d[k], LoadPixel(src + at + 4 * k));
-      } else {
-        for (size_t k = 0; k < count; ++k)
-          d[k] = ScaledOverPixel(d[k], LoadPixel(src + at + 4 * k), opacity);
-      }
-      at += count * 4;
-      done += count;
-      continue;
+  auto literal = [&](size_t i, const uint8_t* bytes, size_t count) {
+    Pixel* d = dst + i;
+    if (opacity == 255) {
+      for (size_t k = 0; k < count; ++k) d[k] = OverPixel(d[k], LoadPixel(bytes + 4 * k));
+    } else {
+      for (size_t k = 0; k < count; ++k)
+        d[k] = ScaledOverPixel(d[k], LoadPixel(bytes + 4 * k), opacity);
     }
-    const size_t count = static_cast<size_t>(1 - c);
-    if (count > n - done || 4 > len - at) return -1;
-    const Pixel p = LoadPixel(src + at);
-    at += 4;
-    Pixel* d = dst + done;
-    done += count;
-    if ((p >> 24) == 0) continue;
+  };
+  auto run = [&](size_t i, Pixel p, size_t count) {
+    Pixel* d = dst + i;
+    if ((p >> 24) == 0) return;
     if (opacity == 255) {
       if ((p >> 24) == 255)
         std::fill_n(d, count, p);
@@ -162,8 +148,8 @@ ptrdiff_t BlendStream(const uint8_t* src, size_t len, Pixel* dst, size_t n, int 
       for (size_t k = 0; k < count; ++k)
         d[k] = (d[k] >> 24) == 0 ? scaled : OverPixel(d[k], scaled);
     }
-  }
-  return static_cast<ptrdiff_t>(at);
+  };
+  return PixelRLEWalk(src, len, n, literal, run);
 }
 
 double LinkCost(const ImageLink* link) {
