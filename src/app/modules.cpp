@@ -9,10 +9,13 @@
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
 #include "pixels/display.h"
+#include "project/layers.h"
 #include "project/page.h"
 #include "project/point_step.h"
+#include "project/undo.h"
 #include "script/command_file.h"
 #include "script/external.h"
+#include "start/actions.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/message.h"
@@ -81,6 +84,7 @@ const InitStep kInit[] = {
 const SettingsStep kLoad[] = {
     {"Main", LoadMainSettings},         {"Pens", LoadPens},         {"System", LoadSystemSettings},
     {"Pressure", LoadPressureSettings}, {"Grid", LoadGridSettings},
+    {"MLayers", LoadLayerSettings},
 };
 
 const SettingsStep kSave[] = {
@@ -89,10 +93,12 @@ const SettingsStep kSave[] = {
     {"System", SaveSystemSettings},
     {"Pressure", SavePressureSettings},
     {"Grid", SaveGridSettings},
+    {"MLayers", SaveLayerSettings},
 };
 
 const SettingsStep kRelease[] = {
     {"brush", StopStrokes},
+    {"project", ReleaseProject},
     {"page", ReleasePage},
     {"cache", StopCache},
     {"pixel tables", FreePixelTables},
@@ -108,7 +114,7 @@ const RunHooks& ProgramHooks() {
     h.startCache = StartCache;
     h.makePage = MakePage;
     h.redrawAll = RedrawAll;
-    h.beforeLoop = SnapshotUndo;
+    h.beforeLoop = [] { StartProject(); };
     h.load = kLoad;
     h.save = kSave;
     h.release = kRelease;
@@ -120,7 +126,10 @@ const RunHooks& ProgramHooks() {
     Loop().speedPressure = StrokeSpeedPressure;
     Input().snapToGrid = SnapPagePosition;
     Input().wheelTool = WheelPen;
-    Loop().saveUndo = SnapshotUndo;
+    Loop().saveUndo = SaveUndo;
+    Loop().refreshThumbnail = RefreshThumbnail;
+    AddActions(UndoActions());
+    Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     return h;
   }();

@@ -1,6 +1,7 @@
 // The command table: one row per name, in the order the dispatcher scans them. Later families
 // add their rows here, or through AddCommands when their module lies above this one.
 #include "script/commands.h"
+#include "script/layer_commands.h"
 
 namespace vela {
 
@@ -30,6 +31,26 @@ const CommandRow kRows[] = {
     {"qd_unlockdisplay", CmdUnlockDisplay},
     {"qd_lockmouse", CmdLockMouse},
     {"qd_unlockmouse", CmdUnlockMouse},
+    {"qd_undo", CmdUndo},
+    {"qd_redo", CmdRedo},
+    {"qd_updateundo", CmdUpdateUndo},
+    {"qd_getpixel", CmdGetPixel},
+    {"qd_writepixel", CmdWritePixel},
+    {"qd_getpixellayer", CmdGetPixelLayer},
+    {"qd_layercreate", CmdLayerCreate},
+    {"qd_layerset", CmdLayerSet},
+    {"qd_layerkill", CmdLayerKill},
+    {"qd_layergetid", CmdLayerGetId},
+    {"qd_layergetpos", CmdLayerGetPos},
+    {"qd_layercurrentid", CmdLayerCurrentId},
+    {"qd_layerimage", CmdLayerImage},
+    {"qd_layergetimage", CmdLayerGetImage},
+    {"qd_layerinfo", CmdLayerInfo},
+    {"qd_firstimage", CmdFirstImage},
+    {"qd_lastimage", CmdLastImage},
+    {"qd_framerate", CmdFrameRate},
+    {"qd_layeranim", CmdLayerAnim},
+    {"qd_layerinsertimage", CmdLayerInsertImage},
 };
 }  // namespace
 

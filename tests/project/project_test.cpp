@@ -1,0 +1,331 @@
+// The project model and undo: layers, positions, stores through the cache, and the one undo slot.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "pixels/block.h"
+#include "pixels/disk_cache.h"
+#include "pixels/primitives.h"
+#include "project/layers.h"
+#include "project/page.h"
+#include "project/undo.h"
+#include "start/input.h"
+#include "start/message.h"
+#include "start/run_paths.h"
+#include "start/workspace.h"
+
+namespace vela {
+namespace {
+
+std::vector<std::string> g_messages;
+void Record(const char* text) {
+  g_messages.emplace_back(text);
+}
+
+class Project : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(BuildPixelTables());
+    g_messages.clear();
+    old_sink_ = SetMessageSink(Record);
+    std::string pattern = (std::filesystem::temp_directory_path() / "vela_project_XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    Paths().tempDir = dir_ + "/";
+    ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
+    Ws.undoMode = 0;
+    ASSERT_EQ(OpenGraphicsBlocks(), 0);
+    ASSERT_TRUE(MakePage(96, 64));
+    ASSERT_TRUE(StartProject());
+  }
+  void TearDown() override {
+    ReleaseProject();
+    ReleasePage();
+    CacheStop();
+    std::filesystem::remove_all(dir_);
+    SetMessageSink(old_sink_);
+  }
+  // What a drawing primitive does: change pixels and widen the dirty rectangle.
+  static void Paint(int x0, int y0, int x1, int y1, Pixel p) {
+    FillRect(Ws.page, x0, y0, x1, y1, p);
+    MarkChanged(x0, y0, x1, y1);
+  }
+  static void Press(int x = 0, int y = 0) {
+    In.pageX = x, In.pageY = y;
+    SaveUndo();
+  }
+  static Pixel At(int x, int y) { return GetPixel(Ws.page, x, y); }
+  static bool Seen(const char* text) {
+    for (const auto& m : g_messages)
+      if (m == text) return true;
+    return false;
+  }
+  MessageSink old_sink_ = nullptr;
+  std::string dir_;
+};
+
+constexpr Pixel kRed = 0xFFFF0000, kBlue = 0xFF0000FF, kGreen = 0xFF00FF00;
+
+TEST_F(Project, StartsWithOneEmptyLayerAndBoundsLookups) {
+  ASSERT_EQ(LayerCount(), 1);
+  EXPECT_STREQ(LayerAt(0)->name, "Untitled");
+  EXPECT_EQ(LayerAt(-1), nullptr);
+  EXPECT_EQ(LayerAt(1), nullptr);
+  EXPECT_EQ(LayerAt(0)->opacity, 255);
+  // A new layer at position 7 lives only there.
+  int index = NewLayer("Seven", false, true, 7, true);
+  ASSERT_EQ(index, 1);
+  EXPECT_EQ(LayerAt(1)->first, 7);
+  EXPECT_EQ(LayerAt(1)->last, 7);
+  EXPECT_EQ(Timeline.position, 7);
+  // Sixty-four characters, the most the name Requester takes, are kept whole.
+  std::string name(64, 'n');
+  index = NewLayer(name.c_str(), true, false, 0, true);
+  EXPECT_EQ(std::strlen(LayerAt(index)->name), 64u);
+  EXPECT_EQ(Timeline.current, 2) << "a layer put before the current one pushes it back";
+}
+
+TEST_F(Project, LayersKeepTheirPixelsAcrossMoves) {
+  Paint(10, 10, 20, 20, kRed);
+  const int a = Timeline.current;
+  const int b = NewLayer("B", false, true, 0, true);
+  EXPECT_EQ(At(15, 15), 0u) << "a new layer opens empty";
+  Paint(0, 0, 95, 63, kBlue);
+  ASSERT_EQ(SelectLayer(a, 0, true), 1);
+  EXPECT_EQ(At(15, 15), kRed);
+  EXPECT_EQ(At(30, 30), 0u);
+  ASSERT_EQ(SelectLayer(b, 0, true), 1);
+  EXPECT_EQ(At(30, 30), kBlue);
+  // Hidden layers show again when chosen.
+  LayerAt(a)->flags |= kLayerHidden;
+  SelectLayer(a, 0, true);
+  EXPECT_EQ(LayerAt(a)->flags & kLayerHidden, 0u);
+}
+
+TEST_F(Project, AnEmptyImageStoresNothing) {
+  NewLayer("B", false, true, 0, true);
+  SelectLayer(0, 0, true);
+  EXPECT_EQ(LayerAt(1)->packedSize, 0);
+  EXPECT_EQ(LayerAt(1)->packedKey, 0);
+  EXPECT_EQ(CacheStats(0) + CacheStats(1), 0);
+  // Paint that is wiped again stores nothing either.
+  Paint(1, 1, 2, 2, kRed);
+  Paint(1, 1, 2, 2, 0);
+  SelectLayer(1, 0, true);
+  EXPECT_EQ(LayerAt(0)->packedSize, 0);
+}
+
+TEST_F(Project, SequencePositionsClampAndKeepEachImage) {
+  Paint(0, 0, 3, 3, kRed);
+  ASSERT_EQ(MakeAnim(0), 1);
+  ASSERT_EQ(InsertImage(2, false), 1);
+  Layer* l = CurrentLayer();
+  ASSERT_NE(l->sequence, nullptr);
+  EXPECT_EQ(l->first, 0);
+  EXPECT_EQ(l->last, 2);
+  ASSERT_EQ(GotoPosition(1, 0), 1);
+  EXPECT_EQ(At(1, 1), 0u) << "inserted images are empty";
+  Paint(5, 5, 6, 6, kGreen);
+  ASSERT_EQ(GotoPosition(9, 0), 1);
+  EXPECT_EQ(Timeline.position, 2) << "the last image stops the move";
+  GotoPosition(-4, 0);
+  EXPECT_EQ(Timeline.position, 0);
+  EXPECT_EQ(At(1, 1), kRed);
+  GotoPosition(1, 0);
+  EXPECT_EQ(At(5, 5), kGreen);
+  EXPECT_EQ(ProjectFirstImage(), 0);
+  EXPECT_EQ(ProjectLastImage(), 2);
+}
+
+// The cache refuses everything: the store fails, the move is abandoned, the work stays.
+const CacheHostOps* g_real = nullptr;
+void* NoSlab(size_t) {
+  return nullptr;
+}
+bool NoWrite(int, const void*, size_t, int64_t) {
+  return false;
+}
+bool NoExtend(int, int64_t) {
+  return false;
+}
+
+TEST_F(Project, AFailedStoreBlocksTheMoveAndLosesNothing) {
+  NewLayer("B", false, true, 0, true);
+  SelectLayer(0, 0, true);
+  Paint(0, 0, 95, 63, 0xFF123456);
+  for (int x = 0; x < 96; x += 3) PutPixel(Ws.page, x, x % 64, 0xFF000000u | x * 2654435761u);
+  std::vector<Pixel> before(Ws.page->data, Ws.page->data + 96 * 64);
+  CacheHostOps failing = DefaultCacheHostOps();
+  failing.allocSlab = NoSlab;
+  failing.write = NoWrite;
+  failing.extend = NoExtend;
+  CacheStop();
+  g_real = SetCacheHostOps(&failing);
+  ASSERT_EQ(CacheStartWithLimit(0), 1);
+  EXPECT_EQ(SelectLayer(1, 0, true), 0);
+  EXPECT_EQ(Timeline.current, 0);
+  EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
+  SetCacheHostOps(g_real);
+  CacheStop();
+  ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
+  ASSERT_EQ(SelectLayer(1, 0, true), 1) << "the same move succeeds once the cache takes bytes";
+  ASSERT_EQ(SelectLayer(0, 0, true), 1);
+  EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
+}
+
+TEST_F(Project, UndoSwapsOnlyTheLastStepAndRedoesItself) {
+  Press();
+  Paint(10, 10, 12, 12, kRed);
+  Press();
+  Paint(11, 11, 30, 30, kBlue);
+  EXPECT_STREQ(Undo.label, "Undo");
+  UndoStep();
+  EXPECT_STREQ(Undo.label, "Redo");
+  EXPECT_EQ(At(10, 10), kRed);
+  EXPECT_EQ(At(11, 11), kRed) << "the first stroke shows again under the second";
+  EXPECT_EQ(At(20, 20), 0u);
+  UndoStep();
+  EXPECT_STREQ(Undo.label, "Undo");
+  EXPECT_EQ(At(11, 11), kBlue);
+  EXPECT_EQ(At(20, 20), kBlue);
+  // A third stroke: the second can no longer be undone.
+  Press();
+  Paint(50, 50, 51, 51, kGreen);
+  UndoStep();
+  EXPECT_EQ(At(50, 50), 0u);
+  EXPECT_EQ(At(20, 20), kBlue);
+}
+
+TEST_F(Project, UndoAtThePageEdgeAndWithNothingDrawn) {
+  Press();
+  Paint(90, 60, 95, 63, kRed);  // the grown rectangle passes the corner
+  Press();                      // commits a clipped rectangle
+  Paint(93, 62, 95, 63, kBlue);
+  UndoStep();
+  EXPECT_EQ(At(95, 63), kRed);
+  EXPECT_EQ(At(90, 60), kRed);
+  Press(40, 40);
+  std::vector<Pixel> before(Ws.page->data, Ws.page->data + 96 * 64);
+  UndoStep();
+  EXPECT_STREQ(Undo.label, "Redo") << "an empty step still flips the label";
+  EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
+}
+
+TEST_F(Project, UndoStopsAtALayerChange) {
+  Press();
+  Paint(0, 0, 5, 5, kRed);
+  NewLayer("B", false, true, 0, true);
+  SelectLayer(0, 0, true);
+  UndoStep();
+  EXPECT_EQ(At(2, 2), kRed) << "the stroke before the move is part of the stored image";
+}
+
+TEST_F(Project, NoUndoModeDoesNothing) {
+  ReleasePage();
+  Ws.undoMode = 2;
+  ASSERT_EQ(OpenGraphicsBlocks(), 0);
+  ASSERT_TRUE(MakePage(32, 32));
+  StartProject();
+  EXPECT_EQ(Ws.undo, nullptr);
+  Press();
+  Paint(0, 0, 3, 3, kRed);
+  UndoStep();
+  EXPECT_EQ(At(1, 1), kRed);
+  Ws.undoMode = 0;
+}
+
+TEST_F(Project, LayerOperationsUndoAndRedo) {
+  Paint(0, 0, 9, 9, kRed);
+  const int firstId = CurrentLayer()->id;
+  ASSERT_EQ(UserNewLayer("Top"), 1);
+  EXPECT_STREQ(Undo.label, "Undo New Layer");
+  Paint(20, 20, 29, 29, kBlue);
+  // Drawing takes the slot: the new layer stays.
+  UndoStep();
+  EXPECT_EQ(LayerCount(), 2);
+  UserNewLayer("Second");
+  ASSERT_EQ(LayerCount(), 3);
+  UndoStep();
+  EXPECT_EQ(LayerCount(), 2);
+  EXPECT_STREQ(Undo.label, "Redo New Layer");
+  UndoStep();
+  EXPECT_EQ(LayerCount(), 3);
+  EXPECT_STREQ(CurrentLayer()->name, "Second");
+
+  // Delete keeps the record; undo brings the layer back with its pixels and selection.
+  const int index = LayerIndexOfId(firstId);
+  ASSERT_EQ(SelectLayer(index, 0, true), 1);
+  ASSERT_EQ(DeleteLayer(index), 1);
+  EXPECT_EQ(LayerIndexOfId(firstId), -1);
+  EXPECT_STREQ(CurrentLayer()->name, "Top") << "the next layer becomes current";
+  UndoStep();
+  ASSERT_EQ(LayerIndexOfId(firstId), index);
+  EXPECT_EQ(CurrentLayer()->id, firstId);
+  EXPECT_EQ(At(5, 5), kRed);
+  UndoStep();
+  EXPECT_EQ(LayerIndexOfId(firstId), -1);
+  EXPECT_EQ(LayerCount(), 2);
+}
+
+TEST_F(Project, DeletingTheLastLayerClearsItAndUndoRestoresIt) {
+  Paint(0, 0, 9, 9, kRed);
+  std::snprintf(CurrentLayer()->name, kLayerNameSize, "Sky");
+  ASSERT_EQ(DeleteLayer(0), 1);
+  ASSERT_EQ(LayerCount(), 1);
+  EXPECT_STREQ(CurrentLayer()->name, "Untitled");
+  EXPECT_EQ(At(5, 5), 0u);
+  EXPECT_STREQ(Undo.label, "Undo Delete Layer \"Sky\"");
+  UndoStep();
+  EXPECT_STREQ(CurrentLayer()->name, "Sky");
+  EXPECT_EQ(At(5, 5), kRed);
+}
+
+TEST_F(Project, MakeAnimAndInsertImageUndo) {
+  Paint(0, 0, 9, 9, kRed);
+  ASSERT_EQ(MakeAnim(2), 1);
+  EXPECT_EQ(CurrentLayer()->last, 2);
+  GotoPosition(2, 0);
+  EXPECT_EQ(At(5, 5), kRed) << "extra frames copy the first";
+  GotoPosition(0, 0);
+  ASSERT_EQ(InsertImage(1, false), 1);
+  EXPECT_EQ(CurrentLayer()->last, 3);
+  UndoStep();
+  EXPECT_EQ(CurrentLayer()->last, 2);
+  UndoStep();
+  EXPECT_EQ(CurrentLayer()->last, 3);
+  GotoPosition(1, 0);
+  EXPECT_EQ(At(5, 5), 0u) << "the inserted image follows the current one";
+  // Make Anim on a fresh single image undoes to the single image.
+  UserNewLayer("Still");
+  Paint(0, 0, 1, 1, kBlue);
+  MakeAnim(4);
+  UndoStep();
+  EXPECT_EQ(CurrentLayer()->sequence, nullptr);
+  EXPECT_EQ(At(0, 0), kBlue);
+}
+
+TEST_F(Project, RefillWithoutAZone) {
+  EXPECT_EQ(Refill(0), -1);
+  EXPECT_TRUE(Seen("Nothing to refill!"));
+}
+
+TEST_F(Project, TimeCodes) {
+  char text[32];
+  Ws.frameRate = 25;
+  LayerSet.modeTimeCode = 0;
+  FormatTimeCode(1530, text, sizeof text);
+  EXPECT_STREQ(text, "1530");
+  LayerSet.modeTimeCode = 1;
+  FormatTimeCode(1530, text, sizeof text);  // 1 minute (1500), 1 second (25), 5 frames
+  EXPECT_STREQ(text, " 1:01:05");
+  FormatTimeCode(30, text, sizeof text);
+  EXPECT_STREQ(text, "01:05");
+  LayerSet.modeTimeCode = 0;
+}
+
+}  // namespace
+}  // namespace vela
