@@ -1,0 +1,193 @@
+// Tables, hit tests through the stack, and the codes each kind of gadget gives its handler.
+#include "windows_fixture.h"
+
+namespace vela {
+namespace {
+
+using Gadgets = WindowsTest;
+
+TEST_F(Gadgets, TablesLayOutFromTheFarEdgeOnceAndHitOnTheirRightAndBottomEdges) {
+  Gadget t[] = {{.left = 10, .top = 10, .right = -11, .bottom = 30, .id = 5},
+                {.left = 0, .top = 0, .right = -1, .bottom = -1, .id = 6, .flags = kGadInert},
+                {.left = 10, .top = 40, .right = 50, .bottom = -21, .id = 7},
+                {.left = 20, .top = 45, .right = 30, .bottom = 60, .id = 8},
+                {}};
+  LayoutGadgets(t, 100, 80);
+  EXPECT_EQ(t[0].right, 89);
+  EXPECT_EQ(t[1].right, 99);
+  EXPECT_EQ(t[1].bottom, 79);
+  EXPECT_EQ(t[2].bottom, 59);
+  LayoutGadgets(t, 300, 300);  // laid out already: nothing moves
+  EXPECT_EQ(t[0].right, 89);
+  EXPECT_EQ(FindGadget(7, t), &t[2]);
+  EXPECT_EQ(FindGadget(9, t), nullptr);
+
+  EXPECT_EQ(GadgetAt(10, 20, t), nullptr);  // the left edge belongs to what is below
+  EXPECT_EQ(GadgetAt(11, 20, t), &t[0]);
+  EXPECT_EQ(GadgetAt(89, 30, t), &t[0]);  // right and bottom edges are in
+  EXPECT_EQ(GadgetAt(90, 30, t), nullptr);
+  EXPECT_EQ(GadgetAt(50, 10, t), nullptr);  // the inert row lets the pointer through
+  EXPECT_EQ(GadgetAt(25, 50, t), &t[2]);    // the earlier of two overlapping rows
+}
+
+TEST_F(Gadgets, PressesGoToTheFrontWindowAndAModalWindowRefusesTheRest) {
+  Gadget ta[] = {{.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 1}, {}};
+  Gadget tb[] = {{.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 2},
+                 {.left = 100, .top = 10, .right = 150, .bottom = 40, .id = 3},
+                 {}};
+  Window* a = Make(100, 100, 200, 150, ta);
+  Window* b = Make(150, 150, 200, 150, tb);
+  Drive("move 170 170\ndown left\nup left\n");  // B's gadget over A
+  Drive("move 120 120\ndown left\nup left\n");  // A's, where B does not reach
+  EXPECT_EQ(calls, (std::vector<Call>{{2, -1}, {1, -1}}));
+  EXPECT_EQ(Ws.frontWindow, b);  // a gadget press does not raise its Window
+
+  // B's gadget edge at B-local x 10: no gadget, and the press stays with B.
+  calls.clear();
+  Drive("move 160 170\ndown left\nup left\n");
+  EXPECT_TRUE(calls.empty());
+  HideWindow(b);
+  Drive("move 120 130\ndown left\nup left\n");  // a hidden Window lets A have it
+  EXPECT_EQ(calls, (std::vector<Call>{{1, -1}}));
+
+  // Modal: a press outside beeps and is swallowed; the loop ends when the Window leaves.
+  ShowWindow(b);
+  calls.clear();
+  int beeps = BeepCount;
+  b->handler = [](Window* w, Gadget* g, int code) {
+    Record(w, g, code);
+    if (g->id == 3 && code == -1) RemoveWindow(w);
+  };
+  std::string err;
+  HostSetVirtualClock(true);
+  ASSERT_TRUE(
+      HostLoadEvents("move 120 120\ndown left\nup left\nmove 260 170\ndown left\nup left\n"
+                     "wait 10\n",
+                     &err));
+  RunWindow(b);
+  EXPECT_EQ(BeepCount, beeps + 1);
+  EXPECT_EQ(calls, (std::vector<Call>{{3, -1}}));
+  EXPECT_EQ(Ws.modalWindow, nullptr);
+  EXPECT_FALSE(WindowListed(b));
+  DeleteWindow(b);
+  (void)a;
+}
+
+TEST_F(Gadgets, EachFlagGivesItsCodes) {
+  Gadget t[] = {
+      {.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 1},
+      {.left = 70, .top = 10, .right = 120, .bottom = 40, .id = 2, .flags = kGadActOnPress},
+      {.left = 130, .top = 10, .right = 180, .bottom = 40, .id = 3, .flags = kGadHighlight},
+      {.left = 10, .top = 50, .right = 60, .bottom = 80, .id = 4, .flags = kGadRightButton},
+      {.left = 70, .top = 50, .right = 120, .bottom = 80, .id = 5, .flags = kGadRepeat},
+      {.left = 130, .top = 50, .right = 180, .bottom = 80, .id = 6},
+      {}};
+  Make(100, 100, 200, 100, t);
+  struct Case {
+    const char* events;
+    std::vector<Call> want;
+  } cases[] = {
+      {"move 130 130\ndown left\nwait 50\nup left\n", {{1, -1}}},
+      // Moving off before the release cancels.
+      {"move 130 130\ndown left\nmove 400 400\nup left\n", {}},
+      {"move 190 130\ndown left\nwait 300\nup left\n", {{2, 1}}},
+      {"move 250 130\ndown left\nup left\n", {{3, 1}}},
+      {"move 130 170\ndown right\nup right\n", {{4, -2}}},
+      {"move 130 170\ndown left\nup left\n", {{4, -1}}},
+      // Without 0x40 the right button only shows the help.
+      {"move 250 170\ndown right\nwait 100\nup right\n", {}},
+      // Repeat: at once, after five waits of 80 ms, then every 80 ms while held.
+      {"move 190 170\ndown left\nwait 700\nup left\n",
+       {{5, 1}, {5, 1}, {5, 1}, {5, 1}, {5, 1}, {5, -1}}},
+      {"move 190 170\ndown left\nwait 300\nup left\n", {{5, 1}, {5, -1}}},
+  };
+  for (const Case& c : cases) {
+    calls.clear();
+    Drive(c.events);
+    EXPECT_EQ(calls, c.want) << c.events;
+  }
+}
+
+TEST_F(Gadgets, ARepeatWhoseHandlerClosesItsWindowStops) {
+  Gadget t[] = {{.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 5, .flags = kGadRepeat},
+                {}};
+  Window* w = Make(100, 100, 200, 100, t);
+  w->handler = [](Window* win, Gadget* g, int code) {
+    Record(win, g, code);
+    RemoveWindow(win);
+  };
+  Drive("move 130 130\ndown left\nwait 1000\nup left\n");
+  EXPECT_EQ(calls, (std::vector<Call>{{5, 1}}));
+  DeleteWindow(w);
+}
+
+TEST_F(Gadgets, FrameButtonsCloseAndChangeDepth) {
+  Gadget ta[] = {{.left = 0, .top = 0, .right = 15, .bottom = 15, .id = kGadDepth},
+                 {.left = 20, .top = 0, .right = 35, .bottom = 15, .id = kGadClose},
+                 {}};
+  Gadget tb[] = {{.left = 0, .top = 0, .right = 15, .bottom = 15, .id = kGadDepth}, {}};
+  Window* a = Make(100, 100, 200, 150, ta, 0xFF112233);
+  Window* b = Make(150, 150, 200, 150, tb, 0xFF445566);
+  static int closed = 0;
+  a->onClose = [](Window*) { ++closed; };
+  // B is in front: its depth button sends it back, and A shows in the overlap.
+  Drive("move 160 160\ndown left\nup left\n");
+  EXPECT_EQ(Ws.frontWindow, a);
+  EXPECT_TRUE(Shows(a, 150, 150, 150, 100));
+  // A's depth button, now in front with B behind: A goes back, B comes over it.
+  Drive("move 110 110\ndown left\nup left\n");
+  EXPECT_EQ(Ws.frontWindow, b);
+  EXPECT_TRUE(Shows(b, 150, 150, 200, 150));
+  // B's again: something is in front of... nothing, and B is not the rearmost: back it goes.
+  Drive("move 160 160\ndown left\nup left\n");
+  EXPECT_EQ(Ws.backWindow, b);
+  Drive("move 130 110\ndown left\nup left\n");
+  EXPECT_EQ(closed, 1);
+  a->onCloseOther = [](Window*) { closed += 10; };
+  Drive("move 130 110\ndown left\nup left\n");
+  EXPECT_EQ(closed, 11);
+  EXPECT_TRUE(calls.empty());
+}
+
+TEST_F(Gadgets, TextFieldsTakeTheCaretAtThePointerAndReportReturn) {
+  char text[16] = "ab";
+  TextField tf{text, sizeof text, 0, 0};
+  Gadget t[] = {{.left = 10,
+                 .top = 10,
+                 .right = 150,
+                 .bottom = 30,
+                 .id = 9,
+                 .flags = kGadTextField,
+                 .extension = &tf},
+                {.left = 10,
+                 .top = 40,
+                 .right = 150,
+                 .bottom = 60,
+                 .id = 10,
+                 .flags = kGadTextField | kGadSunk,
+                 .extension = &tf},
+                {}};
+  Make(100, 100, 200, 100, t);
+  // A click far right of the text puts the caret at its end.
+  Drive("move 240 120\ndown left\nup left\nchar x\nkey Left\nkey Backspace\nchar y\nkey Return\n");
+  EXPECT_STREQ(text, "ayx");
+  EXPECT_EQ(calls, (std::vector<Call>{{9, 4}}));
+  EXPECT_EQ(Ws.activeGadget, nullptr);
+  // A click at the very start puts it before the first character.
+  calls.clear();
+  Drive("move 112 120\ndown left\nup left\nchar z\n");
+  EXPECT_STREQ(text, "zayx");
+  EXPECT_EQ(Ws.activeGadget, &t[0]);
+  // A press on the page ends the edit without a report.
+  Drive("move 5 5\ndown left\nup left\nchar q\n");
+  EXPECT_EQ(Ws.activeGadget, nullptr);
+  EXPECT_STREQ(text, "zayx");
+  // The sunk field never takes the keys.
+  Drive("move 240 150\ndown left\nup left\nchar q\n");
+  EXPECT_EQ(Ws.activeGadget, nullptr);
+  EXPECT_STREQ(text, "zayx");
+  EXPECT_TRUE(calls.empty());
+}
+
+}  // namespace
+}  // namespace vela

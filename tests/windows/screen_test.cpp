@@ -1,0 +1,241 @@
+// Repainting from the Windows' own pictures, title drags with the magnet, and help bubbles.
+#include <cstring>
+
+#include "windows_fixture.h"
+
+namespace vela {
+namespace {
+
+using Screens = WindowsTest;
+
+Gadget g_counting[] = {{.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 1}, {}};
+
+TEST_F(Screens, HideMoveAndLowerRestoreExactlyWhatWasThereAndNoHandlerDraws) {
+  auto before = Screen();
+  Window* a = Make(50, 50, 300, 200, g_counting, 0xFF0000FF);
+  Window* b = Make(200, 150, 300, 200, g_counting, 0xFF00FF00);
+  EXPECT_TRUE(Shows(b, 200, 150, 300, 200));
+  EXPECT_TRUE(Shows(a, 50, 50, 300, 100));
+
+  MoveWindow(a, 120, 100);  // behind B: only what B leaves free shows
+  EXPECT_TRUE(Shows(a, 120, 100, 300, 50));
+  EXPECT_TRUE(Shows(a, 120, 150, 80, 150));
+  EXPECT_TRUE(Shows(b, 200, 150, 300, 200));
+  WindowToFront(a);
+  EXPECT_TRUE(Shows(a, 120, 100, 300, 200));
+  WindowToBack(a);
+  EXPECT_TRUE(Shows(b, 200, 150, 300, 200));
+  MoveWindow(b, 500, 400);  // mostly off the screen
+  MoveWindow(a, -100, -30);
+  EXPECT_TRUE(Shows(a, 0, 0, 200, 170));
+  HideWindow(a);
+  ShowWindow(a);
+  MoveWindow(a, 300, 200);
+  HideWindow(b);
+  RemoveWindow(a);
+  EXPECT_EQ(Screen(), before);
+  EXPECT_TRUE(calls.empty());
+  DeleteWindow(a);
+}
+
+TEST_F(Screens, ThePageUnderAWindowComesBackAfterAMoveByOnePixel) {
+  auto before = Screen();
+  Window* a = Make(150, 100, 120, 90, g_counting, 0xFFFF00FF);
+  for (int i = 0; i < 40; ++i) MoveWindow(a, 150 + i, 100 + i / 2);
+  // The rows and columns each step uncovered are the page again.
+  HostScreen s = HostFramebuffer();
+  ASSERT_EQ(a->left, 189);
+  ASSERT_EQ(a->top, 119);
+  for (int y = 100; y < 119; ++y)
+    for (int x = 150; x < 189; ++x)
+      ASSERT_EQ(s.pixels[y * s.stride + x], before[y * kW + x]) << x << "," << y;
+  HideWindow(a);
+  EXPECT_EQ(Screen(), before);
+}
+
+Gadget g_titled[] = {{.left = 0, .top = 0, .right = 15, .bottom = 15, .id = kGadDepth},
+                     {.left = 20, .top = 2, .right = 80, .bottom = 19, .id = kGadTitle},
+                     {}};
+
+TEST_F(Screens, TitleDragsSnapToTheScreenCornerAndReportTheirEnd) {
+  Window* w = Make(200, 150, 100, 80, g_titled);
+  // Grabbed 30 right of and 10 below the corner; the last step leaves 2 and 1 to the edges.
+  Drive(
+      "move 230 160\ndown left\nmove 200 150\nmove 150 120\nmove 100 60\nmove 50 30\n"
+      "move 32 11\nup left\n");
+  EXPECT_EQ(w->left, 0);
+  EXPECT_EQ(w->top, 0);
+  EXPECT_TRUE(calls.empty());  // no onMove: no end report
+
+  w->onMove = [](Window*, int* x, int* y) { *y = 100; };
+  Drive(
+      "move 50 10\ndown left\nmove 60 20\nmove 70 30\nmove 80 40\nmove 90 50\nmove 100 60\n"
+      "up left\n");
+  EXPECT_EQ(w->left, 50);
+  EXPECT_EQ(w->top, 100);
+  EXPECT_EQ(calls, (std::vector<Call>{{kGadTitle, 0}}));
+  EXPECT_TRUE(Shows(w, 50, 100, 100, 80));
+
+  // Magnet off: 2 pixels from the edge stays 2.
+  MainSet.magnet = false;
+  w->onMove = nullptr;
+  Drive(
+      "move 80 110\ndown left\nmove 70 110\nmove 60 110\nmove 50 110\nmove 40 110\nmove 32 110\n"
+      "up left\n");
+  EXPECT_EQ(w->left, 2);
+}
+
+TEST_F(Screens, MagnetPullsToScreenEdgesAndWindowsWithLaterWindowsWinningTies) {
+  Window* w = Make(300, 300, 100, 80, nullptr);
+  auto snap = [&](int x, int y, int* flags) {
+    *flags = Magnet(w, &x, &y);
+    return std::pair(x, y);
+  };
+  int f;
+  EXPECT_EQ(snap(1, 2, &f), std::pair(0, 0));
+  EXPECT_EQ(f, 1 | 2);
+  EXPECT_EQ(snap(538, 398, &f), std::pair(540, 400));
+  EXPECT_EQ(f, 4 | 8);
+  EXPECT_EQ(snap(3, 200, &f), std::pair(3, 200));  // the screen needs less than 3
+  EXPECT_EQ(f, 0);
+
+  // Another Window whose right edge is 400, overlapping in height.
+  Window* a = Make(300, 100, 100, 80, nullptr);
+  EXPECT_EQ(snap(403, 120, &f), std::pair(400, 120));  // a Window at 3 still holds
+  EXPECT_EQ(f, 1);
+  EXPECT_EQ(snap(403, 300, &f), std::pair(403, 300));  // too far below to overlap
+  EXPECT_EQ(snap(203, 120, &f), std::pair(200, 120));  // our right edge to its left
+  EXPECT_EQ(f, 4);
+  EXPECT_EQ(snap(330, 178, &f), std::pair(330, 180));  // our top to its bottom
+  EXPECT_EQ(f, 2);
+
+  // A later Window at the same distance wins: its right edge is at 406.
+  Window* b = Make(306, 60, 100, 80, nullptr);
+  EXPECT_EQ(snap(403, 120, &f), std::pair(406, 120));
+  // A Window edge as near as the screen's takes it from the screen.
+  MoveWindow(b, -96, 200);
+  EXPECT_EQ(snap(2, 220, &f), std::pair(4, 220));
+  EXPECT_EQ(f, 1);
+
+  MainSet.magnet = false;
+  EXPECT_EQ(snap(1, 2, &f), std::pair(1, 2));
+  MainSet.magnet = true;
+  Ws.modalWindow = a;
+  EXPECT_EQ(snap(1, 2, &f), std::pair(1, 2));
+  Ws.modalWindow = nullptr;
+}
+
+TEST_F(Screens, ShortDragsRaiseAndBigWindowsDragAnOutline) {
+  RaiseOnDrag = false;
+  Window* a = Make(100, 100, 200, 150, g_titled);
+  Window* b = Make(250, 100, 200, 150, g_titled);
+  Drive("move 150 110\ndown left\nmove 151 110\nmove 152 110\nup left\n");
+  EXPECT_EQ(Ws.frontWindow, a);  // two steps count as a click
+  WindowToBack(a);
+  Drive(
+      "move 152 110\ndown left\nmove 150 110\nmove 148 110\nmove 146 110\nmove 144 110\n"
+      "move 142 110\nmove 140 110\nup left\n");
+  EXPECT_EQ(Ws.frontWindow, b);
+  EXPECT_EQ(a->left, 90);
+
+  // Over the solid limit an outline follows and the Window jumps at the release, leaving no trace.
+  SolidDragLimit = 100;
+  static const Block* grabbed = nullptr;
+  PictureToBrush = [](const Block* p) { grabbed = p; };
+  Drive(
+      "move 300 110\ndown left\nmove 310 120\nmove 320 130\nkey g\nmove 330 140\nmove 340 150\n"
+      "move 350 160\nup left\n");
+  EXPECT_EQ(b->left, 300);
+  EXPECT_EQ(b->top, 150);
+  EXPECT_EQ(grabbed, b->picture);
+  auto after = Screen();
+  RepaintScreen();
+  EXPECT_EQ(Screen(), after);
+}
+
+Gadget g_help[] = {
+    {.left = 10,
+     .top = 10,
+     .right = 60,
+     .bottom = 40,
+     .id = 1,
+     .help = "One\xA7\n\nThe first.",
+     .action = "DoOne"},
+    {.left = 70, .top = 10, .right = 120, .bottom = 40, .id = 2, .help = "Two\xA7\n\nSecond."},
+    {}};
+
+TEST_F(Screens, BubbleTextFollowsTheModeAndTheKeyOfTheAction) {
+  char out[256];
+  BubbleText(&g_help[0], 1, out, sizeof out);
+  EXPECT_STREQ(out, "One");
+  BubbleText(&g_help[0], 2, out, sizeof out);
+  EXPECT_STREQ(out, "One\n\nThe first.");
+  ActionKeyName = [](const char* a) { return std::strcmp(a, "DoOne") == 0 ? "F5" : nullptr; };
+  BubbleText(&g_help[0], 2, out, sizeof out);
+  EXPECT_STREQ(out, "One\n\nThe first.\n\nKeyboard shortcut: F5");
+  EXPECT_EQ(BubbleText(&g_help[0], 0, out, sizeof out), 0);
+  Gadget title{.id = kGadTitle};
+  BubbleText(&title, 1, out, sizeof out);
+  EXPECT_STREQ(out, "Title bar");
+  Gadget quiet{.id = 3, .flags = kGadInert | kGadHidden | kGadNoBubble, .help = "x\xA7\n\ny"};
+  EXPECT_EQ(BubbleText(&quiet, 2, out, sizeof out), 0);
+  quiet.flags = kGadInert | kGadHidden;
+  EXPECT_GT(BubbleText(&quiet, 2, out, sizeof out), 0);
+}
+
+TEST_F(Screens, BubbleBoxFitsTheScreenAndGoesAboveThePointerNearTheBottom) {
+  Window* w = Make(100, 100, 200, 100, g_help);
+  OpenBubble(w, &g_help[0], 200, 200);
+  Window* b = BubbleWindow();
+  ASSERT_NE(b, nullptr);
+  int widest = std::max(TextWidth("One"), TextWidth("The first."));
+  EXPECT_EQ(b->width, widest + 10);
+  EXPECT_EQ(b->height, 14 * 3 + 8);
+  EXPECT_EQ(b->left, 200);
+  EXPECT_EQ(b->top, 216);
+  EXPECT_EQ(At(b->left + 3, b->top + 2), 0xFFFFFFDCu);
+  EXPECT_EQ(At(b->left, b->top + 5), 0xFFFFFFFFu);
+  EXPECT_EQ(At(b->left + 5, b->bottom - 1), 0xFF000000u);
+  OpenBubble(w, &g_help[0], 635, 470);
+  b = BubbleWindow();
+  EXPECT_EQ(b->left, kW - b->width);
+  EXPECT_EQ(b->top, 470 - b->height - 10);
+  auto withBubble = Screen();
+  CloseBubble();
+  EXPECT_EQ(BubbleWindow(), nullptr);
+  EXPECT_NE(Screen(), withBubble);
+  SystemSet.bulle = 0;
+  OpenBubble(w, &g_help[0], 200, 200);
+  EXPECT_EQ(BubbleWindow(), nullptr);
+}
+
+TEST_F(Screens, TheMainLoopOpensABubbleAfterTheRestAndChangesItWithTheGadget) {
+  Make(100, 100, 200, 100, g_help);
+  struct Seen {
+    double time;
+    const Gadget* gadget;
+  };
+  static std::vector<Seen> seen;
+  seen.clear();
+  static void (*note)() = [] {
+    if (BubbleGadget() && (seen.empty() || seen.back().gadget != BubbleGadget()))
+      seen.push_back({TimeNow(), BubbleGadget()});
+  };
+  Loop().bubbleTimer = [] { WindowsBubbleTimer(), note(); };
+  Loop().windowTick = [] { WindowsTick(), note(); };
+  std::string err;
+  HostSetVirtualClock(true);
+  ASSERT_TRUE(HostLoadEvents("wait 100\nmove 130 130\nwait 1000\nmove 190 130\nwait 100\n", &err));
+  MainLoop();
+  ASSERT_EQ(seen.size(), 2u);
+  // Resting from 0.1 s: the bubble after 0.45 s, within a tick of the idle stage.
+  EXPECT_EQ(seen[0].gadget, &g_help[0]);
+  EXPECT_GE(seen[0].time, 0.1 + 0.45);
+  EXPECT_LT(seen[0].time, 0.1 + 0.45 + 0.03);
+  // Moved to the next gadget while a bubble shows: its bubble at once.
+  EXPECT_EQ(seen[1].gadget, &g_help[1]);
+  EXPECT_LT(seen[1].time, 1.1 + 0.03);
+}
+
+}  // namespace
+}  // namespace vela
