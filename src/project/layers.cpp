@@ -669,6 +669,23 @@ void ClearProject() {
   OpenAt(0, 0, true);
 }
 
+bool ReplaceLayers(const Layer* layers, int count, int current, int position) {
+  if (!layers || count < 1) return false;
+  std::vector<Layer> next;
+  try {
+    next.reserve((static_cast<size_t>(count) + kLayerGrowth - 1) / kLayerGrowth * kLayerGrowth);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  next.assign(layers, layers + count);
+  if (Undo.layerOps) MarkUndo(0, nullptr);
+  for (Layer& l : g_layers) FreeLayerData(l);
+  g_layers.swap(next);
+  Timeline.rangeCount = 0;
+  OpenAt(current, position, false);
+  return true;
+}
+
 void ReleaseProject() {
   if (Undo.layerOps) MarkUndo(0, nullptr);
   for (Layer& l : g_layers) FreeLayerData(l);

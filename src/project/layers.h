@@ -95,6 +95,11 @@ void RebuildDisplay();
 // "12", or with the time code "1:02:05" (minutes only when there are any).
 void FormatTimeCode(int position, char* out, int capacity);
 
+// Takes these records as the whole project (the old layers are freed, the undo slot is
+// emptied) and opens the layer at index current at the position. False, with nothing changed,
+// when the list is empty or cannot be held.
+bool ReplaceLayers(const Layer* layers, int count, int current, int position);
+
 // Start and end of a run: one empty layer named "Untitled".
 bool StartProject();
 void ReleaseProject();

@@ -14,6 +14,7 @@
 #include "project/page.h"
 #include "project/undo.h"
 #include "start/input.h"
+#include "start/config_store.h"
 #include "start/message.h"
 #include "start/run_paths.h"
 #include "start/workspace.h"
@@ -311,6 +312,27 @@ TEST_F(Project, MakeAnimAndInsertImageUndo) {
 TEST_F(Project, RefillWithoutAZone) {
   EXPECT_EQ(Refill(0), -1);
   EXPECT_TRUE(Seen("Nothing to refill!"));
+}
+
+TEST_F(Project, LayerSettingsAreHeldToTheirRanges) {
+  std::filesystem::create_directories(dir_ + "/configs");
+  Paths().homeDir = dir_;
+  ConfigOpen("t");
+  ConfigPut("MLayers", "IconRatio", "9");
+  ConfigPut("MLayers", "Scale", "0");
+  ConfigPut("MLayers", "BackgroundColor", "300 2 3");
+  ConfigPut("MLayers", "Background", "check");
+  LoadLayerSettings();
+  EXPECT_EQ(LayerSet.iconRatio, 4);
+  EXPECT_EQ(LayerSet.scale, 1);
+  EXPECT_EQ(LayerSet.backgroundColor, 0xFFFF0203u);
+  EXPECT_EQ(LayerSet.secondBackgroundColor, 0xFFFFFFFFu) << "three numbers leave the second colour";
+  EXPECT_EQ(LayerSet.background, 2);
+  SaveLayerSettings();
+  char text[64];
+  ConfigGet("MLayers", "Background", text, "", sizeof text - 1);
+  EXPECT_STREQ(text, "Check");
+  ConfigOpen(nullptr);
 }
 
 TEST_F(Project, TimeCodes) {
