@@ -15,6 +15,7 @@
 #include "pixels/display.h"
 #include "pixels/pixel_rle.h"
 #include "pixels/primitives.h"
+#include "project/layer_model.h"
 #include "project/page.h"
 #include "project/undo.h"
 #include "start/ask.h"
@@ -30,12 +31,11 @@ namespace vela {
 TimelineState Timeline;
 LayerSettings LayerSet;
 
-namespace {
+namespace layer_model {
 
-constexpr size_t kLayerGrowth = 8;
 constexpr const char* kSection = "MLayers";
 
-std::vector<Layer> g_layers;
+std::vector<Layer> LayerArray;  // the array grows by 8 records
 std::vector<uint8_t> g_packed;  // the packed bytes of a single image on their way to the cache
 uint32_t g_thumbStamp = 0;      // Stamp + ThumbnailCounter when the thumbnail was made
 
@@ -85,8 +85,9 @@ Layer MakeLayer(const char* name, int position) {
 
 bool InsertLayer(int index, const Layer& l) {
   try {
-    if (g_layers.size() == g_layers.capacity()) g_layers.reserve(g_layers.size() + kLayerGrowth);
-    g_layers.insert(g_layers.begin() + index, l);
+    if (LayerArray.size() == LayerArray.capacity())
+      LayerArray.reserve(LayerArray.size() + kLayerGrowth);
+    LayerArray.insert(LayerArray.begin() + index, l);
     return true;
   } catch (const std::bad_alloc&) {
     return false;
@@ -106,10 +107,10 @@ bool PageMatchesLayer(const Layer& l) {
 
 // The page shows the layer at the position; nothing is stored first.
 void OpenAt(int index, int position, bool quiet) {
-  if (g_layers.empty()) return;
+  if (LayerArray.empty()) return;
   index = std::clamp(index, 0, LayerCount() - 1);
   Timeline.current = index;
-  Layer& l = g_layers[index];
+  Layer& l = LayerArray[index];
   l.flags &= ~kLayerHidden;
   position = std::clamp(position, l.first, l.last);
   Timeline.position = position;
@@ -125,9 +126,6 @@ void OpenAt(int index, int position, bool quiet) {
 // ---- Undo records ------------------------------------------------------------------------------
 
 // The selection of the time-line on the other side of an undo.
-struct Marks {
-  int32_t layerId, position, rangeIn, rangeCount;
-};
 
 Marks CurrentMarks() {
   const Layer* l = CurrentLayer();
@@ -144,12 +142,6 @@ void ExchangeMarks(Marks* m, const Marks& now) {
 }
 
 // A layer that one side of the undo has and the other has not: new and deleted layers.
-struct PresenceRecord {
-  Layer layer;  // owned while absent
-  int32_t index;
-  bool present;
-  Marks marks;
-};
 
 void RunPresence(void* data) {
   auto* r = static_cast<PresenceRecord*>(data);
@@ -158,9 +150,9 @@ void RunPresence(void* data) {
   if (r->present) {
     int index = LayerIndexOfId(r->layer.id);
     if (index < 0 || LayerCount() < 2) return;
-    r->layer = g_layers[index];
+    r->layer = LayerArray[index];
     r->index = index;
-    g_layers.erase(g_layers.begin() + index);
+    LayerArray.erase(LayerArray.begin() + index);
     if (Timeline.current >= index && Timeline.current > 0) --Timeline.current;
     r->present = false;
   } else {
@@ -182,10 +174,6 @@ void DropPresence(void* data) {
 const LayerUndoOps kPresenceOps = {RunPresence, DropPresence};
 
 // The whole record of a layer before the change, exchanged with the live one.
-struct SwapRecord {
-  Layer kept;
-  Marks marks;
-};
 
 void RunSwap(void* data) {
   auto* r = static_cast<SwapRecord*>(data);
@@ -193,7 +181,7 @@ void RunSwap(void* data) {
   const Marks now = CurrentMarks();
   int index = LayerIndexOfId(r->kept.id);
   if (index < 0) return;
-  std::swap(g_layers[index], r->kept);
+  std::swap(LayerArray[index], r->kept);
   Timeline.storedStamp = Stamp;
   ExchangeMarks(&r->marks, now);
 }
@@ -207,12 +195,6 @@ void DropSwap(void* data) {
 const LayerUndoOps kSwapOps = {RunSwap, DropSwap};
 
 // The sequence of a layer before its images changed; every frame linked, no pixels copied.
-struct SequenceRecord {
-  int32_t layerId;
-  ImageSequence* kept;
-  int32_t first, last;
-  Marks marks;
-};
 
 void RunSequence(void* data) {
   auto* r = static_cast<SequenceRecord*>(data);
@@ -220,7 +202,7 @@ void RunSequence(void* data) {
   const Marks now = CurrentMarks();
   int index = LayerIndexOfId(r->layerId);
   if (index < 0) return;
-  Layer& l = g_layers[index];
+  Layer& l = LayerArray[index];
   std::swap(l.sequence, r->kept);
   std::swap(l.first, r->first);
   std::swap(l.last, r->last);
@@ -267,7 +249,7 @@ ImageSequence* SequenceFromPage(const Layer& l, int extraFrames) {
 
 // The current layer becomes a sequence; the record of the single image is returned for undo.
 SwapRecord* ConvertToSequence(int extraFrames) {
-  Layer& l = g_layers[Timeline.current];
+  Layer& l = LayerArray[Timeline.current];
   ImageSequence* s = SequenceFromPage(l, extraFrames);
   if (!s) return nullptr;
   auto* r = new (std::nothrow) SwapRecord{l, CurrentMarks()};
@@ -285,17 +267,19 @@ SwapRecord* ConvertToSequence(int extraFrames) {
   return r;
 }
 
-}  // namespace
+}  // namespace layer_model
+
+using namespace layer_model;
 
 // ---- The model ---------------------------------------------------------------------------------
 
 int LayerCount() {
-  return static_cast<int>(g_layers.size());
+  return static_cast<int>(LayerArray.size());
 }
 
 Layer* LayerAt(int index) {
   if (index < 0 || index >= LayerCount()) return nullptr;
-  return &g_layers[index];
+  return &LayerArray[index];
 }
 
 Layer* CurrentLayer() {
@@ -304,7 +288,7 @@ Layer* CurrentLayer() {
 
 int LayerIndexOfId(int id) {
   for (int i = 0; i < LayerCount(); ++i)
-    if (g_layers[i].id == id) return i;
+    if (LayerArray[i].id == id) return i;
   return -1;
 }
 
@@ -315,7 +299,7 @@ int NewLayer(const char* name, bool before, bool select, int position, bool quie
     name = asked;
   }
   CacheTrim();
-  int index = g_layers.empty() ? 0 : (before ? Timeline.current : Timeline.current + 1);
+  int index = LayerArray.empty() ? 0 : (before ? Timeline.current : Timeline.current + 1);
   Layer l = MakeLayer(name, position);
   if (!InsertLayer(index, l)) {
     FreeLayerData(l);
@@ -422,7 +406,7 @@ int UserNewLayer(const char* name) {
   Marks before = CurrentMarks();
   int index = NewLayer(name, false, false, Timeline.position, true);
   if (index < 0) return -1;
-  auto* r = new (std::nothrow) PresenceRecord{g_layers[index], index, true, before};
+  auto* r = new (std::nothrow) PresenceRecord{LayerArray[index], index, true, before};
   if (r) SetLayerUndo(6, "New Layer", &kPresenceOps, r);
   OpenAt(index, Timeline.position, false);
   return index;
@@ -455,7 +439,7 @@ int DeleteLayer(int index) {
     Message(" Not enough memory");
     return 0;
   }
-  g_layers.erase(g_layers.begin() + index);
+  LayerArray.erase(LayerArray.begin() + index);
   int current = Timeline.current;
   if (index < current) --current;
   current = std::min(current, LayerCount() - 1);
@@ -573,7 +557,7 @@ void ChangeFrameRate(double rate, bool stretch) {
   MarkUndo(0, nullptr);
   const double k = rate / old;
   auto scale = [k](int v) { return static_cast<int>(std::lround(v * k)); };
-  for (Layer& l : g_layers) {
+  for (Layer& l : LayerArray) {
     const int first = scale(l.first);
     if (!l.sequence) {
       l.first = l.last = first;
@@ -594,14 +578,14 @@ void ChangeFrameRate(double rate, bool stretch) {
 }
 
 int ProjectFirstImage() {
-  int first = g_layers.empty() ? 0 : g_layers[0].first;
-  for (const Layer& l : g_layers) first = std::min(first, l.first);
+  int first = LayerArray.empty() ? 0 : LayerArray[0].first;
+  for (const Layer& l : LayerArray) first = std::min(first, l.first);
   return first;
 }
 
 int ProjectLastImage() {
-  int last = g_layers.empty() ? 0 : g_layers[0].last;
-  for (const Layer& l : g_layers) last = std::max(last, l.last);
+  int last = LayerArray.empty() ? 0 : LayerArray[0].last;
+  for (const Layer& l : LayerArray) last = std::max(last, l.last);
   return last;
 }
 
@@ -656,8 +640,8 @@ bool StartProject() {
 
 void ClearProject() {
   if (Undo.layerOps) MarkUndo(0, nullptr);
-  for (Layer& l : g_layers) FreeLayerData(l);
-  g_layers.clear();
+  for (Layer& l : LayerArray) FreeLayerData(l);
+  LayerArray.clear();
   Timeline = TimelineState{};
   Layer l = MakeLayer("Untitled", 0);
   if (!InsertLayer(0, l)) {
@@ -679,8 +663,8 @@ bool ReplaceLayers(const Layer* layers, int count, int current, int position) {
   }
   next.assign(layers, layers + count);
   if (Undo.layerOps) MarkUndo(0, nullptr);
-  for (Layer& l : g_layers) FreeLayerData(l);
-  g_layers.swap(next);
+  for (Layer& l : LayerArray) FreeLayerData(l);
+  LayerArray.swap(next);
   Timeline.rangeCount = 0;
   OpenAt(current, position, false);
   return true;
@@ -688,8 +672,8 @@ bool ReplaceLayers(const Layer* layers, int count, int current, int position) {
 
 void ReleaseProject() {
   if (Undo.layerOps) MarkUndo(0, nullptr);
-  for (Layer& l : g_layers) FreeLayerData(l);
-  g_layers.clear();
+  for (Layer& l : LayerArray) FreeLayerData(l);
+  LayerArray.clear();
   std::vector<uint8_t>().swap(g_packed);
   CacheScratchBytes = std::max<int64_t>(0, CacheScratchBytes);
   Timeline = TimelineState{};
