@@ -11,6 +11,7 @@ PACKAGES=(
   xvfb xauth xdotool
   libpixman-1-dev libmypaint-dev liblz4-dev
   clang libfuzzer-14-dev
+  imagemagick netpbm libmagick++-dev
 )
 
 missing=()
