@@ -15,6 +15,7 @@
 #include "pixels/display.h"
 #include "pixels/pixel_rle.h"
 #include "pixels/primitives.h"
+#include "project/compose.h"
 #include "project/layer_model.h"
 #include "project/page.h"
 #include "project/undo.h"
@@ -120,7 +121,7 @@ void OpenAt(int index, int position, bool quiet) {
   Ws.opacity = l.opacity;
   ResetUndo();
   Timeline.storedStamp = Stamp;
-  if (!quiet) RebuildDisplay();
+  RebuildDisplay(!quiet);
 }
 
 // ---- Undo records ------------------------------------------------------------------------------
@@ -610,10 +611,6 @@ void RefreshThumbnail() {
   if (g_thumbStamp != Stamp + ThumbnailCounter) RebuildThumbnail();
 }
 
-void RebuildDisplay() {
-  RedrawAll();
-}
-
 void FormatTimeCode(int position, char* out, int capacity) {
   if (capacity <= 0) return;
   if (!LayerSet.modeTimeCode || Ws.frameRate <= 0) {
@@ -700,9 +697,13 @@ void LoadLayerSettings() {
                                                                : 0;
   Ws.background = LayerSet.backgroundColor;
   Ws.secondBackground = LayerSet.secondBackgroundColor;
+  SetBackgroundMode(LayerSet.background);
 }
 
 void SaveLayerSettings() {
+  LayerSet.background = BackgroundMode();
+  LayerSet.backgroundColor = Ws.background | 0xFF000000u;
+  LayerSet.secondBackgroundColor = Ws.secondBackground | 0xFF000000u;
   ConfigPutInt(kSection, "IconRatio", LayerSet.iconRatio);
   ConfigPutInt(kSection, "ModeTimeCode", LayerSet.modeTimeCode);
   ConfigPutInt(kSection, "Scale", LayerSet.scale);

@@ -89,8 +89,8 @@ int ProjectLastImage();
 void RebuildThumbnail();
 // Idle work: the thumbnail follows the page.
 void RefreshThumbnail();
-// Redraws the page on the screen. Composition with the other layers replaces it later.
-void RebuildDisplay();
+// Merges the layers in front of and behind the current one again, and shows the page.
+void RebuildDisplay(bool redraw = true);
 
 // "12", or with the time code "1:02:05" (minutes only when there are any).
 void FormatTimeCode(int position, char* out, int capacity);

@@ -6,6 +6,7 @@
 #include "host/host.h"
 #include "pixels/block.h"
 #include "pixels/display.h"
+#include "project/compose.h"
 #include "start/input.h"
 #include "start/message.h"
 #include "start/workspace.h"
@@ -18,6 +19,7 @@ constexpr size_t kStrokeBufferBytes = 320000;
 size_t MaskBytes(int w, int h) { return (static_cast<size_t>(h) + 2) * w + 2; }
 
 void FreePageBlocks() {
+  ReleaseDisplay();
   if (Ws.page == Ws.pageStore) Ws.page = nullptr;
   FreeBlock(Ws.pageStore);
   FreeBlock(Ws.page);
@@ -88,8 +90,7 @@ void RedrawAll() {
     for (int x = 0; x < s.width; ++x) row[x] = bg;
   }
   HostPresent(0, 0, s.width, s.height);
-  if (Ws.page && !Ws.noPage)
-    BlitBand(Ws.page, 0, 0, Ws.pageX, Ws.pageY, Ws.page->width, Ws.page->height);
+  if (Ws.page && !Ws.noPage) ShowPage(0, 0, Ws.page->width, Ws.page->height);
 }
 
 void SnapshotUndo() {

@@ -1,0 +1,247 @@
+// Pixel format: 0xAARRGGBB premultiplied, as everywhere. The screen takes colour as it is, so a
+// composed pixel that keeps some transparency shows over black unless a background is set.
+#include "project/compose.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "host/host.h"
+#include "pixels/blend.h"
+#include "pixels/display.h"
+#include "pixels/primitives.h"
+#include "project/layer_model.h"
+#include "project/layers.h"
+#include "start/input.h"
+#include "start/workspace.h"
+
+namespace vela {
+
+void (*PageShownHook)(int x, int y, int w, int h) = nullptr;
+
+namespace {
+
+constexpr int kBandRows = 16;
+Block* g_band = nullptr;  // composed rows on their way to the screen
+
+inline Pixel AddClamped(Pixel a, Pixel b) {
+  Pixel out = 0;
+  for (int s = 0; s < 32; s += 8)
+    out |= static_cast<Pixel>(std::min<int>(((a >> s) & 255) + ((b >> s) & 255), 255)) << s;
+  return out;
+}
+
+// front over (current scaled by o) over back; a missing plane counts as transparent.
+inline Pixel Compose(Pixel f, Pixel p, Pixel b, int o) {
+  const int a = static_cast<int>(f >> 24);
+  if (a == 255) return f;
+  Pixel r;
+  if (a == 0)
+    r = (p >> 24) ? (o == 255 ? p : ScalePixel(p, o)) : 0;
+  else
+    r = AddClamped(f, ScalePixel(p, o == 255 ? 255 - a : Mul(255 - a, o)));
+  const int ra = static_cast<int>(r >> 24);
+  if (ra == 0) return b;
+  if (ra < 255) r = AddClamped(r, ScalePixel(b, 255 - ra));
+  return r;
+}
+
+void ComposeRow(const Pixel* f, const Pixel* p, const Pixel* b, Pixel* out, int w, int o) {
+  if (!f && !b) {
+    if (o == 255)
+      std::memcpy(out, p, static_cast<size_t>(w) * 4);
+    else
+      for (int x = 0; x < w; ++x) out[x] = ScalePixel(p[x], o);
+    return;
+  }
+  for (int x = 0; x < w; ++x) out[x] = Compose(f ? f[x] : 0, p[x], b ? b[x] : 0, o);
+}
+
+// The background under a composed row; sx, sy is the row's first pixel on the screen, where the
+// check cells are fixed so that they stay put when the page moves.
+void BackgroundRow(Pixel* out, int w, int sx, int sy) {
+  const uint32_t flags = Ws.displayFlags;
+  if (flags & kDisplayColor) {
+    const Pixel bg = Ws.background | 0xFF000000u;
+    for (int x = 0; x < w; ++x)
+      if ((out[x] >> 24) != 255) out[x] = AddClamped(out[x], ScalePixel(bg, 255 - (out[x] >> 24)));
+  } else if (flags & kDisplayCheck) {
+    const Pixel one = Ws.background | 0xFF000000u, two = Ws.secondBackground | 0xFF000000u;
+    for (int x = 0; x < w; ++x) {
+      if ((out[x] >> 24) == 255) continue;
+      const Pixel bg = (((sx + x) ^ sy) & 16) ? two : one;
+      out[x] = AddClamped(out[x], ScalePixel(bg, 255 - (out[x] >> 24)));
+    }
+  }
+}
+
+const Block* FrontPlane() {
+  return (Ws.displayFlags & (kDisplayFront | kDisplayBoth)) ? Ws.frontMerge : nullptr;
+}
+const Block* BackPlane() {
+  return (Ws.displayFlags & (kDisplayBack | kDisplayBoth)) ? Ws.backMerge : nullptr;
+}
+
+int CurrentOpacity() {
+  return std::clamp(Ws.opacity, 0, 255);
+}
+
+void ComposeRect(int x, int y, Pixel* out, int w, int h, int stride, bool background) {
+  const Block* f = FrontPlane();
+  const Block* b = BackPlane();
+  for (int r = 0; r < h; ++r) {
+    Pixel* row = out + static_cast<ptrdiff_t>(r) * stride;
+    ComposeRow(f ? f->Row(y + r) + x : nullptr, Ws.page->Row(y + r) + x,
+               b ? b->Row(y + r) + x : nullptr, row, w, CurrentOpacity());
+    if (background) BackgroundRow(row, w, Ws.pageX + x, Ws.pageY + y + r);
+  }
+}
+
+bool VisibleAt(const Layer& l, int position) {
+  return !(l.flags & kLayerHidden) && l.first <= position && position <= l.last;
+}
+
+int BlendAt(const Layer& l, Block* block, int position, int opacity) {
+  Layer view = l;
+  view.opacity = opacity;
+  return BlendLayerImage(&view, block, position);
+}
+
+// The light table of a layer: far images first, each step away at half the opacity of the last.
+void BlendLight(const Layer& l, Block* block, int position) {
+  const int before = -std::min(l.lightBefore, 0), after = std::max(l.lightAfter, 0);
+  for (int d = std::max(before, after); d >= 1; --d) {
+    const int opacity = l.opacity >> std::min(d, 8);
+    if (d <= before && position - d >= l.first) BlendAt(l, block, position - d, opacity);
+    if (d <= after && position + d <= l.last) BlendAt(l, block, position + d, opacity);
+  }
+}
+
+bool HasLight(const Layer& l) {
+  return l.lightBefore != 0 || l.lightAfter != 0;
+}
+
+bool EnsureBlock(Block** block) {
+  if (*block && (*block)->width == Ws.pageWidth && (*block)->height == Ws.pageHeight) return true;
+  FreeBlock(*block);
+  *block = AllocBlock(Ws.pageWidth, Ws.pageHeight);
+  return *block != nullptr;
+}
+
+}  // namespace
+
+void RebuildDisplay(bool redraw) {
+  using layer_model::LayerArray;
+  const Layer* cur = CurrentLayer();
+  const int pos = Timeline.position, current = Timeline.current, count = LayerCount();
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    const bool all = Timeline.showMode == 1;
+    const bool light = cur && HasLight(*cur);
+    bool needFront = light && Timeline.lightSide == 1;
+    bool needBack = light && Timeline.lightSide == 0;
+    for (int i = 0; all && i < count; ++i) {
+      if (i == current || !VisibleAt(LayerArray[i], pos)) continue;
+      (i < current ? needFront : needBack) = true;
+    }
+    if (all && Timeline.videoLayer && VisibleAt(*Timeline.videoLayer, pos)) needBack = true;
+    if ((needFront && !EnsureBlock(&Ws.frontMerge)) || (needBack && !EnsureBlock(&Ws.backMerge))) {
+      Timeline.showMode = all ? 0 : 1;  // the other mode, then a new attempt
+      continue;
+    }
+    if (needBack) {
+      FillBlock(Ws.backMerge, 0);
+      if (all && Timeline.videoLayer && VisibleAt(*Timeline.videoLayer, pos))
+        BlendAt(*Timeline.videoLayer, Ws.backMerge, pos, Timeline.videoLayer->opacity);
+      for (int i = count - 1; all && i > current; --i) {
+        if (!VisibleAt(LayerArray[i], pos)) continue;
+        BlendLayerImage(&LayerArray[i], Ws.backMerge, pos);
+        if (HasLight(LayerArray[i])) BlendLight(LayerArray[i], Ws.backMerge, pos);
+      }
+      if (light && Timeline.lightSide == 0) BlendLight(*cur, Ws.backMerge, pos);
+    }
+    if (needFront) {
+      FillBlock(Ws.frontMerge, 0);
+      if (light && Timeline.lightSide == 1) BlendLight(*cur, Ws.frontMerge, pos);
+      for (int i = current - 1; all && i >= 0; --i) {
+        if (!VisibleAt(LayerArray[i], pos)) continue;
+        BlendLayerImage(&LayerArray[i], Ws.frontMerge, pos);
+        if (HasLight(LayerArray[i])) BlendLight(LayerArray[i], Ws.frontMerge, pos);
+      }
+    }
+    Ws.displayFlags &= ~0x7F0u;
+    if (needFront && needBack)
+      Ws.displayFlags |= kDisplayBoth;
+    else if (needFront)
+      Ws.displayFlags |= kDisplayFront;
+    else if (needBack)
+      Ws.displayFlags |= kDisplayBack;
+    Ws.displayFlags |= kDisplayValid;
+    break;
+  }
+  if (Ws.pageStore) Ws.page = Ws.pageStore;
+  if (redraw && Ws.page && !Ws.noPage) ShowPage(0, 0, Ws.page->width, Ws.page->height);
+}
+
+void ShowPage(int x, int y, int w, int h) {
+  const Block* page = Ws.page;
+  if (!page || Ws.noPage || DisplayLocked || HostIconic()) return;
+  int x0 = std::max(x, 0), y0 = std::max(y, 0);
+  int x1 = std::min(x + w, page->width), y1 = std::min(y + h, page->height);
+  if (x1 <= x0 || y1 <= y0) return;
+  w = x1 - x0;
+  const bool plain = !FrontPlane() && !BackPlane() && CurrentOpacity() == 255 &&
+                     !(Ws.displayFlags & (kDisplayColor | kDisplayCheck));
+  if (plain) {
+    BlitBand(page, x0, y0, Ws.pageX + x0, Ws.pageY + y0, w, y1 - y0);
+  } else {
+    if (!g_band || g_band->width < w) {
+      FreeBlock(g_band);
+      g_band = AllocBlock(std::max(w, Ws.pageWidth), kBandRows);
+      if (!g_band) return;
+    }
+    for (int top = y0; top < y1; top += kBandRows) {
+      const int rows = std::min(kBandRows, y1 - top);
+      ComposeRect(x0, top, g_band->data, w, rows, g_band->width, true);
+      BlitBand(g_band, 0, 0, Ws.pageX + x0, Ws.pageY + top, w, rows);
+    }
+  }
+  if (PageShownHook) PageShownHook(Ws.pageX + x0, Ws.pageY + y0, w, y1 - y0);
+}
+
+Pixel MergedPixel(int x, int y) {
+  if (!Ws.page || x < 0 || y < 0 || x >= Ws.page->width || y >= Ws.page->height) return 0;
+  Pixel p = 0;
+  ComposeRect(x, y, &p, 1, 1, 1, true);
+  return p;
+}
+
+void MergedRow(int x, int y, Pixel* out, int w, int h, int flag) {
+  if (!Ws.page || !out || w <= 0 || h <= 0 || x < 0 || y < 0 || x + w > Ws.page->width ||
+      y + h > Ws.page->height)
+    return;
+  ComposeRect(x, y, out, w, h, w, flag != 0);
+}
+
+void SetBackgroundMode(int mode) {
+  Ws.displayFlags &= ~(kDisplayColor | kDisplayCheck | kDisplayVideo);
+  if (mode == 1) Ws.displayFlags |= kDisplayColor;
+  if (mode == 2) Ws.displayFlags |= kDisplayCheck;
+  LayerSet.background = std::clamp(mode, 0, 2);
+}
+
+int BackgroundMode() {
+  if (Ws.displayFlags & kDisplayColor) return 1;
+  if (Ws.displayFlags & kDisplayCheck) return 2;
+  return 0;
+}
+
+void ReleaseDisplay() {
+  FreeBlock(Ws.frontMerge);
+  FreeBlock(Ws.backMerge);
+  FreeBlock(g_band);
+  Ws.frontMerge = Ws.backMerge = g_band = nullptr;
+  Ws.displayFlags &= ~0x7F0u;
+}
+
+}  // namespace vela
