@@ -51,6 +51,9 @@ const CommandRow kRows[] = {
     {"qd_framerate", CmdFrameRate},
     {"qd_layeranim", CmdLayerAnim},
     {"qd_layerinsertimage", CmdLayerInsertImage},
+    {"qd_getpixeldisplay", CmdGetPixelDisplay},
+    {"qd_display", CmdDisplay},
+    {"qd_background", CmdBackground},
 };
 }  // namespace
 

@@ -12,6 +12,7 @@
 #include "pixels/block.h"
 #include "pixels/display.h"
 #include "pixels/primitives.h"
+#include "project/compose.h"
 #include "project/layers.h"
 #include "project/undo.h"
 #include "start/input.h"
@@ -192,6 +193,64 @@ void CmdFrameRate(CommandRecord* r, const char* args) {
     ChangeFrameRate(rate, stretch);
   }
   AnswerF(r, "%f", Ws.frameRate);
+}
+
+void CmdGetPixelDisplay(CommandRecord* r, const char* args) {
+  ParseNumbers(args, 2);
+  AnswerStraight(r, MergedPixel(CommandArgs.integer[0], CommandArgs.integer[1]));
+}
+
+void CmdDisplay(CommandRecord* r, const char* args) {
+  const char* word = SkipBlanks(args);
+  Answer(r, Timeline.showMode ? "All" : "Current");
+  int mode = -1;
+  if (strncasecmp(word, "cu", 2) == 0 || word[0] == '0') mode = 0;
+  if (strncasecmp(word, "al", 2) == 0 || word[0] == '1') mode = 1;
+  if (mode < 0 || mode == Timeline.showMode) return;
+  Timeline.showMode = mode;
+  RebuildDisplay(true);
+}
+
+// "color r g b", "check r g b r g b", "black" or "none"; answers the background as it then is.
+void CmdBackground(CommandRecord* r, const char* args) {
+  const char* word = SkipBlanks(args);
+  const size_t len = std::strcspn(word, " \t");
+  auto is = [&](const char* w) { return len >= 5 && strncasecmp(word, w, 5) == 0; };
+  if (len > 0) {
+    int mode = is("color") ? 1 : is("check") ? 2 : (is("black") || is("none")) ? 0 : -1;
+    if (mode < 0) {
+      Fail(r, -1);
+      return;
+    }
+    const char* rest = word + len;
+    const char* p = rest;
+    int count = 0;
+    for (const char* end = p;; p = end) {
+      ParseDecimalNumber(p, &end);
+      if (end == p) break;
+      ++count;
+    }
+    ParseNumbers(rest, 6);
+    const int32_t* n = CommandArgs.integer;
+    auto colour = [](const int32_t* c) {
+      return PenPixel(std::clamp(c[0], 0, 255), std::clamp(c[1], 0, 255), std::clamp(c[2], 0, 255));
+    };
+    if (count >= 3) Ws.background = colour(n);
+    if (count >= 6) Ws.secondBackground = colour(n + 3);
+    SetBackgroundMode(mode);
+    RebuildDisplay(true);
+  }
+  const Pixel a = Ws.background, b = Ws.secondBackground;
+  switch (BackgroundMode()) {
+    case 1:
+      AnswerF(r, "color %d %d %d", Red(a), Green(a), Blue(a));
+      break;
+    case 2:
+      AnswerF(r, "check %d %d %d %d %d %d", Red(a), Green(a), Blue(a), Red(b), Green(b), Blue(b));
+      break;
+    default:
+      Answer(r, "none");
+  }
 }
 
 void CmdLayerAnim(CommandRecord*, const char*) {

@@ -23,6 +23,9 @@ void CmdLayerInfo(CommandRecord* r, const char* args);
 void CmdFirstImage(CommandRecord* r, const char* args);
 void CmdLastImage(CommandRecord* r, const char* args);
 void CmdFrameRate(CommandRecord* r, const char* args);
+void CmdGetPixelDisplay(CommandRecord* r, const char* args);
+void CmdDisplay(CommandRecord* r, const char* args);
+void CmdBackground(CommandRecord* r, const char* args);
 void CmdLayerAnim(CommandRecord* r, const char* args);
 void CmdLayerInsertImage(CommandRecord* r, const char* args);
 
