@@ -16,6 +16,14 @@ namespace vela {
 
 namespace {
 
+// A queued event; a headless pen packet waits with its event, so that an event never reads the
+// pressure of one behind it.
+struct Queued {
+  HostEvent event;
+  bool hasPacket = false;
+  HostTabletPacket packet;
+};
+
 struct HostState {
   bool open = false;
   bool headless = true;
@@ -25,7 +33,7 @@ struct HostState {
   SDL_Window* window = nullptr;
   SDL_Renderer* renderer = nullptr;
   SDL_Texture* texture = nullptr;
-  std::deque<HostEvent> queue;
+  std::deque<Queued> queue;
   bool virtualClock = false;
   int64_t clock = 0;
   // Headless feed.
@@ -124,7 +132,7 @@ bool Translate(const SDL_Event& e, HostEvent* out) {
         text.character = key - 'A' + 1;
         text.qualifiers = ev.qualifiers;
         *out = ev;
-        g_host.queue.push_back(text);
+        g_host.queue.push_back({text});
         return true;
       }
       *out = ev;
@@ -140,7 +148,7 @@ bool Translate(const SDL_Event& e, HostEvent* out) {
         t.type = HostEventType::Text;
         t.character = chars[i];
         t.qualifiers = q;
-        g_host.queue.push_back(t);
+        g_host.queue.push_back({t});
       }
       ev.type = HostEventType::Text;
       ev.character = chars[0];
@@ -300,26 +308,28 @@ namespace {
 void PumpFeed() {
   while (g_host.next < g_host.feed.size() && g_host.feed[g_host.next].time <= g_host.clock) {
     TimedEvent& te = g_host.feed[g_host.next++];
-    if (te.pressure >= 0) {
+    Queued q{std::move(te.event)};
+    HostEventType t = q.event.type;
+    if (te.pressure >= 0 &&
+        (t == HostEventType::Move || t == HostEventType::ButtonDown || t == HostEventType::ButtonUp)) {
       HostTabletPacket p;
-      p.x = (te.event.x << 16) + 0x8000;
-      p.y = (te.event.y << 16) + 0x8000;
+      p.x = (q.event.x << 16) + 0x8000;
+      p.y = (q.event.y << 16) + 0x8000;
       p.pressure = te.pressure;
       p.pressureMin = 0;
       p.pressureMax = 255;
       p.buttons = (te.buttons & 1u) | ((te.buttons & 2u) ? 2u : 0u);
-      HostEventType t = te.event.type;
-      if (t == HostEventType::Move || t == HostEventType::ButtonDown || t == HostEventType::ButtonUp)
-        g_host.packets.push_back(p);
+      q.hasPacket = true;
+      q.packet = p;
     }
-    g_host.queue.push_back(std::move(te.event));
+    g_host.queue.push_back(std::move(q));
   }
   if (!g_host.hold && !g_host.quitSent && g_host.next >= g_host.feed.size() &&
       g_host.clock >= g_host.endTime && g_host.queue.empty()) {
     g_host.quitSent = true;
-    HostEvent q;
-    q.type = HostEventType::Quit;
-    g_host.queue.push_back(q);
+    Queued q;
+    q.event.type = HostEventType::Quit;
+    g_host.queue.push_back(std::move(q));
   }
 }
 }  // namespace
@@ -350,7 +360,9 @@ void HostSetHeadlessPressure(int pressure) { g_host.headlessPressure = pressure;
 bool HostPollEvent(HostEvent* event) {
   if (g_host.headless) PumpFeed();
   if (!g_host.queue.empty()) {
-    *event = std::move(g_host.queue.front());
+    Queued& q = g_host.queue.front();
+    if (q.hasPacket) g_host.packets.push_back(q.packet);
+    *event = std::move(q.event);
     g_host.queue.pop_front();
     return true;
   }
@@ -377,11 +389,11 @@ bool HostWaitEvent(int timeoutMs) {
   int got = timeoutMs < 0 ? SDL_WaitEvent(&e) : SDL_WaitEventTimeout(&e, timeoutMs);
   if (!got) return false;
   HostEvent ev;
-  if (Translate(e, &ev)) g_host.queue.push_back(std::move(ev));
+  if (Translate(e, &ev)) g_host.queue.push_back({std::move(ev)});
   return true;
 }
 
-void HostPushEvent(const HostEvent& event) { g_host.queue.push_back(event); }
+void HostPushEvent(const HostEvent& event) { g_host.queue.push_back({event}); }
 
 int64_t HostMilliseconds() {
   if (g_host.virtualClock) return g_host.clock;

@@ -64,11 +64,12 @@ void OnSignal(int sig) {
 
 uint32_t StampSum() { return Stamp + RefreshCounter[0] + RefreshCounter[1]; }
 
-// The staged idle work; returns when an event has arrived or the loop must go on.
-void IdleStage() {
+// The staged idle work. Returns the count of a read made inside the stage, whose events are
+// dispatched and wait for their tool step; 0 when the loop must read what has arrived.
+int IdleStage() {
   if (In.leftDown || In.rightDown) {
     WaitEvent(0);
-    return;
+    return 0;
   }
   double start = TimeNow();
   double mark = start;
@@ -79,7 +80,7 @@ void IdleStage() {
     if (HostHeadless() && bubbleDone && refreshDone && cacheDone && !ChannelIsOpen())
       HostWaitEvent(-1);
     else WaitEvent(2);
-    if (HostWaitEvent(0) || InjectedPending()) return;
+    if (HostWaitEvent(0) || InjectedPending()) return 0;
     double now = TimeNow();
     if (!bubbleDone && now - mark >= kBubbleDelay) {
       bubbleDone = true;
@@ -94,25 +95,29 @@ void IdleStage() {
           if (e.stamp == sum) continue;
           e.stamp = sum;
           e.fn();
-          if (ReadEvents(1) > 0) return;
+          if (int count = ReadEvents(1)) return count;
         }
         g_loop.lastSum = sum;
       }
     }
     if (!cacheDone && now - start >= kCacheDelay) {
       cacheDone = true;
+      int count = 0;
       if (Loop().cacheWriteOne) {
         while (Loop().cacheWriteOne()) {
           double sliceEnd = TimeNow() + kCacheSlice;
           bool more = true;
           while (more && TimeNow() < sliceEnd) more = Loop().cacheWriteOne();
-          if (ReadEvents(1) > 0 || !more) break;
+          count = ReadEvents(1);
+          if (count || !more) break;
         }
       }
       if (Loop().refreshThumbnail) Loop().refreshThumbnail();
+      if (count) return count;
     }
     if (Loop().windowTick) Loop().windowTick();
   }
+  return 0;
 }
 
 void DispatchTool() {
@@ -253,16 +258,14 @@ void MainLoop() {
     int allow = !(In.leftDown || In.rightDown);
     BreakFlag = 0;
     int count = ReadEvents(allow);
+    if (count == 0 && !QuitRequest) count = IdleStage();
     if (QuitRequest) {
       QuitRequest = 0;
       if (AskQuit()) ExitFlag = 1;
       count = 1;
     }
-    if (ExitFlag) break;
-    if (count == 0) {
-      IdleStage();
-      continue;
-    }
+    if (count == 0) continue;
+    // A batch that brought the quit is still stepped: its moves belong to the stroke.
     if (count > 0 && Loop().closeBubble) Loop().closeBubble();
     // Pressure not in use: a mouse, or a pen that reports less than its low mark.
     if (In.pressureLow > In.pressure) {
@@ -275,6 +278,7 @@ void MainLoop() {
       if (s >= 0) ToolPressure = s;
     }
     if (!BusyMode) ToolStep();
+    if (Loop().afterToolStep) Loop().afterToolStep();
     In.clickState = 0;
     g_loop.lastStepX = In.pageX;
     g_loop.lastStepY = In.pageY;

@@ -134,7 +134,8 @@ TEST_F(LoopTest, InjectedEventsWaitForTheButtonRelease) {
 
 TEST_F(LoopTest, IdleStagesFireInOrderOnTheVirtualClock) {
   Loop().bubbleTimer = [] { g_rec->log.push_back("bubble"), g_rec->times.push_back(TimeNow()); };
-  AddIdleFunction([] { g_rec->log.push_back("refresh"), g_rec->times.push_back(TimeNow()); });
+  IdleFunction refresh = [] { g_rec->log.push_back("refresh"), g_rec->times.push_back(TimeNow()); };
+  AddIdleFunction(refresh);
   static int writes;
   writes = 0;
   Loop().cacheWriteOne = [] {
@@ -146,7 +147,7 @@ TEST_F(LoopTest, IdleStagesFireInOrderOnTheVirtualClock) {
   Load("move 1 1\ndown left\nup left\nwait 3000\nmove 2 2\n");
   HostHoldOpen(false);
   MainLoop();
-  RemoveIdleFunction(nullptr);
+  RemoveIdleFunction(refresh);
   ASSERT_EQ(rec_.log, (std::vector<std::string>{"bubble", "refresh", "cache"}));
   EXPECT_NEAR(rec_.times[0], 0.45, 0.021);
   EXPECT_NEAR(rec_.times[1], 0.50, 0.021);
@@ -264,13 +265,59 @@ TEST_F(LoopTest, TabletPressureIsHeldForTenEventsThenDefaults) {
   EXPECT_EQ(e.pressureLow, 0);
 }
 
-TEST_F(LoopTest, EventFilePressureReachesTheInputState) {
+TEST_F(LoopTest, EventFilePressureReachesOnlyTheEventsAfterIt) {
   Tablet().open = true;
   Tablet().source = HostTabletPackets;
-  Load("pressure 100\nmove 4 4\ndown left\npressure none\nmove 5 5\n");
+  // All at one virtual time: the first move must not read the pressure given behind it.
+  Load("move 3 3\npressure 100\nmove 4 4\ndown left\npressure none\nmove 5 5\n");
+  InputEvent e;
+  ASSERT_TRUE(PollEvent(0, &e));
+  EXPECT_EQ(e.pressure, 255);
+  EXPECT_EQ(e.pressureLow, 0);
   Batch();
   EXPECT_EQ(In.pressure, 100);
   EXPECT_EQ(In.pressureLow, 100);
+}
+
+HostEvent Press(int x, HostEventType type = HostEventType::ButtonDown) {
+  HostEvent e;
+  e.type = type;
+  e.button = kButtonLeft;
+  e.x = e.y = x;
+  return e;
+}
+
+TEST_F(LoopTest, APressReadInsideTheIdleStageIsStepped) {
+  // Events that come while idle work runs are read by the stage itself.
+  IdleFunction click = [] {
+    HostPushEvent(Press(3));
+    HostPushEvent(Press(3, HostEventType::ButtonUp));
+  };
+  AddIdleFunction(click);
+  Loop().cacheWriteOne = [] {
+    if (!g_rec->log.empty()) return false;
+    HostPushEvent(Press(5));
+    g_rec->log.push_back("cache");
+    return true;
+  };
+  SetPointStep([] {
+    if (In.leftEdge) g_rec->keys.push_back(In.winX);
+  });
+  Stamp += 1;  // the refresh stage runs only for a changed image
+  Load("move 1 1\nwait 5000\n");
+  HostHoldOpen(false);
+  MainLoop();
+  RemoveIdleFunction(click);
+  EXPECT_EQ(rec_.keys, (std::vector<int>{3, 5}));
+}
+
+TEST_F(LoopTest, TheBatchThatBringsTheQuitIsStepped) {
+  SetPointStep([] { g_rec->keys.push_back(In.winX); });
+  Load("move 10 10\ndown left\nmove 20 20\nmove 30 30\n");
+  HostHoldOpen(false);
+  MainLoop();
+  ASSERT_FALSE(rec_.keys.empty());
+  EXPECT_EQ(rec_.keys.back(), 30);
 }
 
 }  // namespace
