@@ -27,6 +27,10 @@ void OnErrorExit(j_common_ptr c) {
   std::longjmp(e->jump, 1);
 }
 void OnMessage(j_common_ptr) {}
+// A corrupt or cut stream is only a warning to the library; here it is a bad file.
+void OnEmit(j_common_ptr c, int level) {
+  if (level < 0) c->err->error_exit(c);
+}
 
 // Progressive pictures keep all coefficients in memory: this bounds what a header may ask for.
 constexpr long kMaxDecoderMemory = 512L << 20;
@@ -71,6 +75,7 @@ int Run(Bytes f, Block* b, int* w, int* h) {
   d.err = jpeg_std_error(&err.mgr);
   err.mgr.error_exit = OnErrorExit;
   err.mgr.output_message = OnMessage;
+  err.mgr.emit_message = OnEmit;
   std::vector<uint8_t> line;
   const int result = Decode(d, err, f, b, w, h, line);
   jpeg_destroy_decompress(&d);

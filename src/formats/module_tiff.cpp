@@ -102,9 +102,13 @@ constexpr uint64_t kMaxBandPixels = uint64_t{1} << 26;
 
 int Load(ModuleContext*, Bytes f, Block* b) {
   MemFile m{f};
-  TIFF* t = Signature(f) ? OpenMem(&m, "rm") : nullptr;
-  if (!t) {
+  if (!Signature(f)) {
     Message("This is not a TIFF 6.0 file");
+    return -1;
+  }
+  TIFF* t = OpenMem(&m, "rm");
+  if (!t) {
+    Message("Tiff 6.0: Read error!");
     return -1;
   }
   uint16_t planar = PLANARCONFIG_CONTIG, bits = 8;

@@ -155,7 +155,7 @@ class Variants : public Interchange {
     pal = RawSource(*few_, "few.rgba") + " -alpha off";
     grey = rgb + " -colorspace Gray";
     ppm = Path("source.ppm");
-    ASSERT_TRUE(Tool("convert " + pal + " '" + ppm + "'"));
+    ASSERT_TRUE(Tool(Convert() + " " + pal + " '" + ppm + "'"));
   }
 
   // The reader that sees the file right: netpbm for TGA and Sun raster (ImageMagick 6.9 turns
@@ -181,7 +181,7 @@ class Variants : public Interchange {
           prefix = args.substr(sp + 1);
           args.resize(sp);
         }
-        cmd = "convert " + args + " " + prefix + "'" + path + "'";
+        cmd = Convert() + " " + args + " " + prefix + "'" + path + "'";
       } else if (c.make == "ppm") {
         cmd = "cp '" + ppm + "' '" + path + "'";
       } else {
