@@ -290,6 +290,21 @@ bool HostSetFullScreen(bool on) {
   return SDL_SetWindowFullscreen(g_host.window, on ? SDL_WINDOW_FULLSCREEN_DESKTOP : 0) == 0;
 }
 
+// Kept also headless, so a run without a window can still be asked for its title.
+static std::string& TitleText() {
+  static std::string title = "Vela";
+  return title;
+}
+
+void HostSetTitle(const char* title) {
+  TitleText() = title ? title : "";
+  if (g_host.window) SDL_SetWindowTitle(g_host.window, TitleText().c_str());
+}
+
+const std::string& HostTitle() {
+  return TitleText();
+}
+
 void HostDesktopSize(int* width, int* height) {
   *width = g_host.width;
   *height = g_host.height;

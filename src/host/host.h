@@ -65,6 +65,9 @@ bool HostIconic();
 // The window covers the desktop, or goes back to its frame; false headless or when refused.
 bool HostSetFullScreen(bool on);
 void HostDesktopSize(int* width, int* height);
+// The title of the window's frame; headless runs keep it too.
+void HostSetTitle(const char* title);
+const std::string& HostTitle();
 
 // Never blocks; false when nothing is queued.
 bool HostPollEvent(HostEvent* event);

@@ -438,7 +438,8 @@ TEST_F(ProjectFile, LoadFailuresSayWhatAndKeepWhatStands) {
   const Picture mine = Snapshot();
 
   // A body before the picture's size is known.
-  Bytes8 bad = {'F', 'O', 'R', 'M', 0, 0, 0, 20, 'Q', 'D', 'P', 'P', 'D', 'B', 'O', 'D', 0, 0, 0, 4, 1, 2, 3, 4};
+  Bytes8 bad = {'F', 'O', 'R', 'M', 0, 0, 0, 20, 'Q', 'D', 'P', 'P',
+                'D', 'B', 'O', 'D', 0, 0, 0, 4,  1,   2,   3,   4};
   PutFile(Path("bad.vel"), bad);
   EXPECT_EQ(LoadProject(Path("bad.vel").c_str(), true, false, true), -1);
   EXPECT_TRUE(Said("Bad file"));
@@ -448,8 +449,10 @@ TEST_F(ProjectFile, LoadFailuresSayWhatAndKeepWhatStands) {
   const std::vector<Chunk> chunks = Chunks(good);
   size_t firstBody = 0, secondLayer = 0;
   for (const Chunk& c : chunks) {
-    if (c.id == "DBOD" && !firstBody) firstBody = c.at;
-    else if (c.id == "LNAM" && firstBody && !secondLayer) secondLayer = c.at - 8;
+    if (c.id == "DBOD" && !firstBody)
+      firstBody = c.at;
+    else if (c.id == "LNAM" && firstBody && !secondLayer)
+      secondLayer = c.at - 8;
   }
   for (size_t cut : {size_t{13}, firstBody - 9, secondLayer}) {
     PutFile(Path("short.vel"), Bytes8(good.begin(), good.begin() + cut));
@@ -498,7 +501,8 @@ TEST_F(ProjectFile, LoadFailuresSayWhatAndKeepWhatStands) {
   Scramble();
   ASSERT_EQ(LoadProject(path.c_str(), false, false, false), 0);
   ASSERT_EQ(LayerCount(), 1 + static_cast<int>(saved.names.size()));
-  for (size_t i = 0; i < saved.names.size(); ++i) EXPECT_EQ(LayerAt(int(i) + 1)->name, saved.names[i]);
+  for (size_t i = 0; i < saved.names.size(); ++i)
+    EXPECT_EQ(LayerAt(int(i) + 1)->name, saved.names[i]);
   EXPECT_EQ(Timeline.current, 0 + 1) << "the current layer plus the file's current index";
   EXPECT_EQ(Ws.frameRate, 12) << "an insert takes no project settings";
 }
