@@ -2,6 +2,7 @@
 // tile store) beside copying the page twice, and the undo commit after a small stroke beside a
 // copy of the whole page.
 #include <benchmark/benchmark.h>
+#include <pixman.h>
 #include <stdlib.h>
 
 #include <cstring>
@@ -11,6 +12,7 @@
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
 #include "pixels/primitives.h"
+#include "project/compose.h"
 #include "project/layers.h"
 #include "project/page.h"
 #include "project/undo.h"
@@ -101,8 +103,68 @@ void SaveUndoPageMemcpy(benchmark::State& state) {
   }
 }
 
+// A project of n layers of thin paint everywhere, so that every pixel of every plane takes the
+// whole blend; the current layer is in the middle.
+void StackOf(int n) {
+  vela::ClearProject();
+  for (int i = 1; i < n; ++i) vela::NewLayer("L", false, true, 0, true);
+  for (int i = 0; i < n; ++i) {
+    vela::SelectLayer(i, 0, true);
+    vela::FillBlock(vela::Ws.page, vela::MakePixel(12, 10, 5 + i % 4, 2));
+    vela::MarkChanged(0, 0, kW - 1, kH - 1);
+  }
+  vela::SelectLayer(n / 2, 0, true);
+}
+
+// What a stroke segment costs on the screen: its rectangle composed, whatever lies around it.
+void SegmentShow(benchmark::State& state) {
+  if (!OpenProject()) return state.SkipWithError("no page");
+  StackOf(static_cast<int>(state.range(0)));
+  int x = 100;
+  for (auto _ : state) {
+    vela::ShowPage(x, 500, 40, 40);
+    x = x < 1800 ? x + 3 : 100;
+  }
+  state.counters["layers"] = static_cast<double>(vela::LayerCount());
+  state.counters["flags"] = vela::Ws.displayFlags;
+}
+
+void RebuildVela(benchmark::State& state) {
+  if (!OpenProject()) return state.SkipWithError("no page");
+  StackOf(10);
+  for (auto _ : state) vela::RebuildDisplay(false);
+}
+
+// The same ten images over each other with pixman, from unpacked copies.
+void RebuildPixman(benchmark::State& state) {
+  if (!OpenProject()) return state.SkipWithError("no page");
+  std::vector<std::vector<vela::Pixel>> images(10, std::vector<vela::Pixel>(size_t{kW} * kH));
+  for (int i = 0; i < 10; ++i) {
+    vela::Block b{};
+    vela::InitBlock(&b, kW, kH, images[i].data());
+    vela::FillBlock(&b, vela::MakePixel(12, 10, 5 + i % 4, 2));
+    vela::ReleaseBlockView(&b);
+  }
+  std::vector<vela::Pixel> out(size_t{kW} * kH);
+  pixman_image_t* dst = pixman_image_create_bits(PIXMAN_a8r8g8b8, kW, kH, out.data(), kW * 4);
+  std::vector<pixman_image_t*> srcs;
+  for (auto& im : images)
+    srcs.push_back(pixman_image_create_bits(PIXMAN_a8r8g8b8, kW, kH, im.data(), kW * 4));
+  for (auto _ : state) {
+    std::fill(out.begin(), out.end(), 0);
+    for (auto* src : srcs)
+      pixman_image_composite32(PIXMAN_OP_OVER, src, nullptr, dst, 0, 0, 0, 0, 0, 0, kW, kH);
+    benchmark::ClobberMemory();
+  }
+  for (auto* src : srcs) pixman_image_unref(src);
+  pixman_image_unref(dst);
+}
+
 }  // namespace
 
+BENCHMARK(SegmentShow)->Name("SegmentShow40px")->Arg(2)->Arg(50);
+BENCHMARK(RebuildVela)->Name("RebuildDisplay10x1080p/vela")->Unit(benchmark::kMillisecond);
+BENCHMARK(RebuildPixman)->Name("RebuildDisplay10x1080p/pixman")->Unit(benchmark::kMillisecond);
 BENCHMARK(GotoVela)->Name("GotoPosition1080p/vela")->Unit(benchmark::kMicrosecond);
 BENCHMARK(GotoMemcpy)->Name("GotoPosition1080p/memcpy")->Unit(benchmark::kMicrosecond);
 BENCHMARK(SaveUndoVela)->Name("SaveUndo20px/vela");
