@@ -2,6 +2,7 @@
 // add their rows here, or through AddCommands when their module lies above this one.
 #include "script/commands.h"
 #include "script/layer_commands.h"
+#include "script/layer_ops_commands.h"
 
 namespace vela {
 
@@ -54,6 +55,18 @@ const CommandRow kRows[] = {
     {"qd_getpixeldisplay", CmdGetPixelDisplay},
     {"qd_display", CmdDisplay},
     {"qd_background", CmdBackground},
+    {"qd_layerduplicate", CmdLayerDuplicate},
+    {"qd_layermerge", CmdLayerMerge},
+    {"qd_layermove", CmdLayerMove},
+    {"qd_layercut", CmdLayerCut},
+    {"qd_layercopy", CmdLayerCopy},
+    {"qd_layerpaste", CmdLayerPaste},
+    {"qd_layerselect", CmdLayerSelect},
+    {"qd_layerselectinfo", CmdLayerSelectInfo},
+    {"qd_layershift", CmdLayerShift},
+    {"qd_layerdensity", CmdLayerDensity},
+    {"qd_layerdisplay", CmdLayerDisplay},
+    {"qd_layerstretch", CmdLayerStretch},
 };
 }  // namespace
 
