@@ -797,3 +797,54 @@ void UserChangeFrameRate() {
 }
 
 }  // namespace vela
+
+namespace vela {
+
+namespace {
+
+void DuplicateImageAction() {
+  DuplicateImage();
+}
+void ClearAction() {
+  ClearImages(0);
+}
+void CutAction() {
+  CutLayer();
+}
+void CopyAction() {
+  CopyLayer();
+}
+void PasteAction() {
+  PasteLayer(0);
+}
+void SelectAllAction() {
+  if (const Layer* l = CurrentLayer()) SetRange(l->first, l->last - l->first + 1);
+}
+void DuplicateLayerAction() {
+  DuplicateLayer(nullptr);
+}
+void RenameAction() {
+  RenameLayer(Timeline.current, nullptr);
+}
+
+const ActionRow kLayerOpsActions[] = {
+    {"DuplicateImage", DuplicateImageAction},
+    {"Clear", ClearAction},
+    {"LayerCut", CutAction},
+    {"LayerCopy", CopyAction},
+    {"LayerPaste", PasteAction},
+    {"LayerSelectAll", SelectAllAction},
+    {"LayerDuplicate", DuplicateLayerAction},
+    {"LayerRename", RenameAction},
+    {"LayerTogglePelureMode", LayerTogglePelureMode},
+    {"LayerReverseSelection", LayerReverseSelection},
+    {"UserChangeFrameRate", UserChangeFrameRate},
+};
+
+}  // namespace
+
+std::span<const ActionRow> LayerOpsActions() {
+  return kLayerOpsActions;
+}
+
+}  // namespace vela

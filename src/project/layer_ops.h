@@ -4,10 +4,12 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "pixels/block.h"
 #include "pixels/tile_store.h"
 #include "project/layers.h"
+#include "start/actions.h"
 
 namespace vela {
 
@@ -72,5 +74,8 @@ void SetTimelineScale(int scale);
 
 // The Change Frame Rate dialog: asks the rate and whether to stretch.
 void UserChangeFrameRate();
+
+// The actions of these operations for the key map and menus.
+std::span<const ActionRow> LayerOpsActions();
 
 }  // namespace vela
