@@ -1,7 +1,6 @@
 #include "project/page.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "host/host.h"
 #include "pixels/block.h"
@@ -91,11 +90,6 @@ void RedrawAll() {
   }
   HostPresent(0, 0, s.width, s.height);
   if (Ws.page && !Ws.noPage) ShowPage(0, 0, Ws.page->width, Ws.page->height);
-}
-
-void SnapshotUndo() {
-  if (Ws.undo && Ws.page && Ws.undo->width == Ws.page->width && Ws.undo->height == Ws.page->height)
-    std::memcpy(Ws.undo->data, Ws.page->data, static_cast<size_t>(Ws.page->width) * Ws.page->height * 4);
 }
 
 void ReleasePage() {

@@ -17,9 +17,6 @@ void RecenterPage();
 // Redraws the screen: the interface background and the page on it.
 void RedrawAll();
 
-// Copies the page into the undo Block, so the first Undo has a state to return to.
-void SnapshotUndo();
-
 // Frees every page-sized Block.
 void ReleasePage();
 
