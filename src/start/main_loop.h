@@ -69,6 +69,7 @@ struct LoopHooks {
   void (*saveUndo)() = nullptr;          // before a stroke changes the page
   void (*beginLoop)() = nullptr;         // project, spare and start-up script at the head
   bool (*findGadgetPress)() = nullptr;   // true when a Window or Gadget takes the press
+  void (*afterToolStep)() = nullptr;     // Windows put back over what the step drew
   int (*speedPressure)() = nullptr;      // the tool pressure from speed, or -1
   void (*endTool)() = nullptr;           // a shape in progress is committed
   void (*selectDrawingTool)(int slot, int mode) = nullptr;
