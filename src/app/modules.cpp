@@ -21,6 +21,8 @@
 #include "start/message.h"
 #include "start/settings.h"
 #include "start/workspace.h"
+#include "windows/system.h"
+#include "windows/window.h"
 
 namespace vela {
 
@@ -60,6 +62,12 @@ void WheelPen(int steps) {
   SetCurrentBrush(b);
 }
 
+// The page, then the Windows over it.
+void RedrawAllWindows() {
+  RedrawAll();
+  RepaintScreen();
+}
+
 void StopStrokes() {
   SetCurrentBrush(nullptr);
 }
@@ -78,6 +86,7 @@ const InitStep kInit[] = {
     {"pixel tables", BuildPixelTables},
     {"brush", StartStrokes},
     {"commands", StartCommands},
+    {"interface font", OpenInterfaceFont},
 };
 
 // Each module reads its own section, in this order.
@@ -97,6 +106,7 @@ const SettingsStep kSave[] = {
 };
 
 const SettingsStep kRelease[] = {
+    {"windows", ReleaseWindowSystem},
     {"brush", StopStrokes},
     {"project", ReleaseProject},
     {"page", ReleasePage},
@@ -113,7 +123,7 @@ const RunHooks& ProgramHooks() {
     h.openGraphics = OpenGraphicsBlocks;
     h.startCache = StartCache;
     h.makePage = MakePage;
-    h.redrawAll = RedrawAll;
+    h.redrawAll = RedrawAllWindows;
     h.beforeLoop = [] { StartProject(); };
     h.load = kLoad;
     h.save = kSave;
@@ -131,6 +141,7 @@ const RunHooks& ProgramHooks() {
     AddActions(UndoActions());
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
+    InstallWindowSystem();
     return h;
   }();
   return hooks;

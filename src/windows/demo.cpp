@@ -13,7 +13,7 @@ namespace vela {
 namespace {
 
 constexpr int kDemoWidth = 392;
-constexpr int kDemoHeight = 300;
+constexpr int kDemoHeight = 200;
 
 char g_status[96] = "Press a gadget";
 char g_count[16] = "0";
@@ -75,9 +75,9 @@ Gadget g_table[] = {
     {ROW(0, 0, -1, -1, kGadFrame, kBox)},
     {ROW(2, 2, 19, 19, kGadClose, 0)},
     {ROW(20, 2, -58, 19, kGadTitle, 0)},
-    {ROW(-57, 2, -40, 19, kGadMinimize, 0)},
-    {ROW(-39, 2, -22, 19, kGadMaximize, 0)},
-    {ROW(-21, 2, -3, 19, kGadDepth, 0)},
+    {ROW(kDemoWidth - 57, 2, -40, 19, kGadMinimize, 0)},
+    {ROW(kDemoWidth - 39, 2, -22, 19, kGadMaximize, 0)},
+    {ROW(kDemoWidth - 21, 2, -3, 19, kGadDepth, 0)},
     {ROW(8, 28, 96, 47, kRelease, 0), nullptr, nullptr, 0, nullptr,
      "Release\xA7\n\nActs when the button is\nreleased over it.", 0, 0, "Release", kLabelInside},
     {ROW(100, 28, 188, 47, kOnPress, kGadActOnPress), nullptr, nullptr, 0, nullptr,
@@ -95,21 +95,21 @@ Gadget g_table[] = {
     {ROW(284, 52, 383, 71, kRight, kGadRightButton | kGadPair4), nullptr, nullptr, 0, nullptr,
      "Both buttons\xA7\n\nAnswers the right button\nas well as the left.", 0, 0, "Right too",
      kLabelInside},
-    {ROW(54, 80, 74, 99, kMinus, kGadRepeat), nullptr, nullptr, 0, nullptr,
+    {ROW(8, 80, 28, 99, kMinus, kGadRepeat), nullptr, nullptr, 0, nullptr,
      "Less\xA7\n\nRepeats while held.", 0, 0, "-", kLabelInside, "Less"},
-    {ROW(76, 80, 116, 99, kCount, kGadInert | kGadColour), nullptr, nullptr, 0xFFFFFFFF, nullptr,
+    {ROW(30, 80, 70, 99, kCount, kGadInert | kGadColour), nullptr, nullptr, 0xFFFFFFFF, nullptr,
      nullptr, 0, 0, g_count, kLabelInside},
-    {ROW(118, 80, 138, 99, kPlus, kGadRepeat), nullptr, nullptr, 0, nullptr,
+    {ROW(72, 80, 92, 99, kPlus, kGadRepeat), nullptr, nullptr, 0, nullptr,
      "More\xA7\n\nRepeats while held.", 0, 0, "+", kLabelInside, "More"},
-    {ROW(150, 80, 180, 99, kRed, kGadColour), nullptr, nullptr, 0xFFD02020, nullptr,
+    {ROW(104, 80, 134, 99, kRed, kGadColour), nullptr, nullptr, 0xFFD02020, nullptr,
      "Colour\xA7\n\nFilled with its own colour.", 0, 0, nullptr, 0},
-    {ROW(184, 80, 214, 99, kPair2, kGadPair2), nullptr, nullptr, 0, nullptr,
+    {ROW(138, 80, 168, 99, kPair2, kGadPair2), nullptr, nullptr, 0, nullptr,
      "Second pair\xA7\n\nFilled from the interface\ncolours.", 0, 0, nullptr, 0},
-    {ROW(218, 80, 248, 99, kPair3, kGadPair3 | kGadSelected), nullptr, nullptr, 0, nullptr,
+    {ROW(172, 80, 202, 99, kPair3, kGadPair3 | kGadSelected), nullptr, nullptr, 0, nullptr,
      "Third pair\xA7\n\nSelected: the second\ncolour of its pair.", 0, 0, nullptr, 0},
-    {ROW(252, 80, 290, 99, kImage, kGadImage), nullptr, nullptr, 0, nullptr,
+    {ROW(206, 80, 244, 99, kImage, kGadImage), nullptr, nullptr, 0, nullptr,
      "Picture\xA7\n\nFilled by a picture.", 0, 0, nullptr, 0},
-    {ROW(300, 80, 383, 99, kHidden, kGadHidden), nullptr, nullptr, 0, nullptr,
+    {ROW(256, 80, 383, 99, kHidden, kGadHidden), nullptr, nullptr, 0, nullptr,
      "Hidden\xA7\n\nNot drawn, yet it can\nbe hit.", 0, 0, nullptr, 0},
     {ROW(8, 104, 383, 104, kRule, kGadInert | kGadRuleH)},
     {ROW(54, 114, 250, 133, kName, kGadTextField), nullptr, &g_nameField, 0, nullptr,
@@ -119,10 +119,10 @@ Gadget g_table[] = {
     {ROW(8, 142, 150, 161, kSwitch, kGadSwitchLabel | kGadNoPressLook), nullptr, nullptr, 0,
      nullptr, "Switch\xA7\n\nA label drawn as a switch.", 0, 0, "A switch", 0},
     {ROW(160, 140, 164, 190, kRuleV, kGadInert | kGadRuleV)},
-    {ROW(172, 140, 383, 190, kGroup, kBox | kGadSunk)},
-    {ROW(180, 146, 376, 184, kStatus, kGadInert), nullptr, nullptr, 0, nullptr, nullptr, 0, 0,
+    {ROW(172, 140, 364, 190, kGroup, kBox | kGadSunk)},
+    {ROW(176, 146, 360, 184, kStatus, kGadInert), nullptr, nullptr, 0, nullptr, nullptr, 0, 0,
      g_status, kLabelInside},
-    {ROW(8, 170, 150, 189, kGadResize, 0)},
+    {ROW(kDemoWidth - 19, kDemoHeight - 19, -3, -3, kGadResize, 0)},
     {ROW(0, 0, 0, 0, 0, 0)},
 };
 #undef ROW

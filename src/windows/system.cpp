@@ -45,6 +45,7 @@ void InstallWindowSystem() {
   Loop().bubbleTimer = WindowsBubbleTimer;
   Loop().closeBubble = CloseBubbleAndRest;
   Loop().windowTick = WindowsTick;
+  Loop().afterToolStep = RestoreWindows;
   if (Input().keyMap != KeyMap) g_keyMap = Input().keyMap;
   Input().keyMap = KeyMap;
 }

@@ -312,6 +312,47 @@ Gadget* GadgetAt(int x, int y, Gadget* table) {
   return nullptr;
 }
 
+void RestoreWindows() {
+  HostScreen s;
+  if (!ScreenWritable(&s)) return;
+  // Each row of a Window, less what Windows in front cover, must show its picture; page output
+  // that went over it is copied away again.
+  for (const Window* w = Ws.frontWindow; w; w = w->previous) {
+    if (!w->shown) continue;
+    int x0 = std::max(w->left, 0), x1 = std::min(w->right, s.width);
+    int y0 = std::max(w->top, 0), y1 = std::min(w->bottom, s.height);
+    int top = y1, bottom = y0;
+    for (int y = y0; y < y1; ++y) {
+      int spans[2 * 16 + 2] = {x0, x1};
+      int n = 1;
+      for (const Window* o = w->next; o && n > 0; o = o->next) {
+        if (!o->shown || y < o->top || y >= o->bottom) continue;
+        int m = 0, out[2 * 16 + 2];
+        for (int i = 0; i < n; ++i) {
+          int a = spans[2 * i], b = spans[2 * i + 1];
+          if (o->right <= a || o->left >= b) {
+            out[2 * m] = a, out[2 * m + 1] = b, ++m;
+            continue;
+          }
+          if (a < o->left && m < 16) out[2 * m] = a, out[2 * m + 1] = o->left, ++m;
+          if (o->right < b && m < 16) out[2 * m] = o->right, out[2 * m + 1] = b, ++m;
+        }
+        std::copy(out, out + 2 * m, spans);
+        n = m;
+      }
+      uint32_t* row = s.pixels + static_cast<size_t>(y) * s.stride;
+      const Pixel* pic = w->picture->Row(y - w->top) - w->left;
+      for (int i = 0; i < n; ++i) {
+        size_t bytes = static_cast<size_t>(spans[2 * i + 1] - spans[2 * i]) * 4;
+        if (std::memcmp(row + spans[2 * i], pic + spans[2 * i], bytes) == 0) continue;
+        std::memcpy(row + spans[2 * i], pic + spans[2 * i], bytes);
+        top = std::min(top, y), bottom = std::max(bottom, y + 1);
+      }
+    }
+    if (top < bottom) HostPresent(x0, top, x1 - x0, bottom - top);
+  }
+}
+
 void CloseAllWindows() {
   CloseBubble();
   Ws.activeGadget = nullptr;

@@ -189,6 +189,8 @@ using BackdropPainter = void (*)(uint32_t* screen, int stride, int x, int y, int
 void SetBackdropPainter(BackdropPainter painter);
 // Repaints the whole screen: page and Windows (the redraw of an exposed host window).
 void RepaintScreen();
+// After page output that does not know the Windows: whatever went over a Window is put back.
+void RestoreWindows();
 
 // ---- Events ----------------------------------------------------------------------------------
 // 0 nothing, 1 left down, -1 left up, 2 right down, -2 right up, 4 key, 6 idle with empty queue.

@@ -53,6 +53,24 @@ TEST_F(Screens, ThePageUnderAWindowComesBackAfterAMoveByOnePixel) {
   EXPECT_EQ(Screen(), before);
 }
 
+TEST_F(Screens, PageOutputOverWindowsIsPutBackAndWindowsInFrontKeepTheirPlace) {
+  Window* a = Make(100, 100, 200, 150, g_counting, 0xFF0000FF);
+  Window* b = Make(150, 150, 200, 150, g_counting, 0xFF00FF00);
+  // Page output that knows nothing of the Windows paints across both and the page beside them.
+  HostScreen s = HostFramebuffer();
+  for (int y = 90; y < 320; ++y)
+    for (int x = 90; x < 360; ++x) s.pixels[y * s.stride + x] = 0xFFFF0000;
+  RestoreWindows();
+  EXPECT_TRUE(Shows(a, 100, 100, 200, 50));
+  EXPECT_TRUE(Shows(a, 100, 150, 50, 100));
+  EXPECT_TRUE(Shows(b, 150, 150, 200, 150));
+  EXPECT_EQ(At(95, 95), 0xFFFF0000u);  // the page's own output stays
+  EXPECT_EQ(At(355, 200), 0xFFFF0000u);
+  auto once = Screen();
+  RestoreWindows();
+  EXPECT_EQ(Screen(), once);
+}
+
 Gadget g_titled[] = {{.left = 0, .top = 0, .right = 15, .bottom = 15, .id = kGadDepth},
                      {.left = 20, .top = 2, .right = 80, .bottom = 19, .id = kGadTitle},
                      {}};
