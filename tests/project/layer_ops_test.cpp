@@ -186,6 +186,28 @@ TEST_F(LayerOps, PasteOntoASingleImageReplacesThePage) {
   EXPECT_EQ(At(0, 0), 0u);
 }
 
+TEST_F(LayerOps, TheClipboardOutlivesAPageSizeChange) {
+  MakeMarked(2);
+  Paint(90, 20, 95, 63, kRed);
+  SetRange(0, 2);
+  ASSERT_EQ(CopyLayer(), 1);
+  ReleaseProject();
+  ReleasePage();
+  ASSERT_EQ(OpenGraphicsBlocks(), 0);
+  ASSERT_TRUE(MakePage(128, 32));
+  ASSERT_TRUE(StartProject());
+  ASSERT_EQ(MakeAnim(0), 1);
+  ASSERT_EQ(PasteLayer(1), 1);
+  ASSERT_EQ(CurrentLayer()->last, 2);
+  // The old images keep their top left corner: cut below row 32, blank right of column 96.
+  for (int p = 0; p < 2; ++p) {
+    GotoPosition(p, 0);
+    EXPECT_EQ(At(0, 0), Marker(p));
+    EXPECT_EQ(At(95, 31), p == 0 ? kRed : 0u);
+    EXPECT_EQ(At(96, 31), 0u);
+  }
+}
+
 TEST_F(LayerOps, CopyAndCutNeedARangeAndCutCanEmptyTheLayer) {
   MakeMarked(4);
   SetRange(1, 1);
