@@ -9,6 +9,7 @@
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
 #include "pixels/display.h"
+#include "project/layer_ops.h"
 #include "project/layers.h"
 #include "project/page.h"
 #include "project/point_step.h"
@@ -108,6 +109,7 @@ const SettingsStep kSave[] = {
 const SettingsStep kRelease[] = {
     {"windows", ReleaseWindowSystem},
     {"brush", StopStrokes},
+    {"layer clipboard", FreeLayerClipboard},
     {"project", ReleaseProject},
     {"page", ReleasePage},
     {"cache", StopCache},
@@ -139,6 +141,7 @@ const RunHooks& ProgramHooks() {
     Loop().saveUndo = SaveUndo;
     Loop().refreshThumbnail = RefreshThumbnail;
     AddActions(UndoActions());
+    AddActions(LayerOpsActions());
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();

@@ -1720,6 +1720,27 @@ int LoadProject(const char* path, bool adoptSize, bool stretch, bool replace) {
   return l.Commit();
 }
 
+bool ProjectInfo(const char* path, int* width, int* height) {
+  *width = *height = 0;
+  Source src;
+  uint8_t head[12];
+  if (!path || !src.Open(path) || !src.Read(head, sizeof head) || Be32(head) != kForm ||
+      Be32(head + 8) != kQdpp)
+    return false;
+  for (uint8_t chunk[12]; src.Read(chunk, 8);) {
+    const uint32_t id = Be32(chunk), size = Be32(chunk + 4);
+    const uint64_t next = src.pos() + size + (size & 1);
+    if ((id == kDloc || id == kDgbl) && size >= 4 && src.Read(chunk + 8, 4)) {
+      *width = (chunk[8] << 8) | chunk[9];
+      *height = (chunk[10] << 8) | chunk[11];
+      if (id == kDloc) break;
+    }
+    if (id == kDbod) break;
+    src.Seek(next);
+  }
+  return true;
+}
+
 const std::string& ProjectFileName() {
   return g_projectPath;
 }

@@ -21,6 +21,9 @@ int SaveProject(const char* path);
 // 0, or non-zero after its message. A file that is not a project goes to the movie loader.
 int LoadProject(const char* path, bool adoptSize, bool stretch, bool replace);
 
+// True for a project file, with the size of its pictures (0 when it names none).
+bool ProjectInfo(const char* path, int* width, int* height);
+
 // The project's path ("" before the first save or load); the window title shows it.
 const std::string& ProjectFileName();
 void SetTitle(const char* path);

@@ -3,6 +3,7 @@
 #include "script/commands.h"
 #include "script/layer_commands.h"
 #include "script/layer_ops_commands.h"
+#include "script/project_commands.h"
 
 namespace vela {
 
@@ -67,6 +68,9 @@ const CommandRow kRows[] = {
     {"qd_layerdensity", CmdLayerDensity},
     {"qd_layerdisplay", CmdLayerDisplay},
     {"qd_layerstretch", CmdLayerStretch},
+    {"qd_saveproject", CmdSaveProject},
+    {"qd_loadproject", CmdLoadProject},
+    {"qd_getprojectname", CmdGetProjectName},
 };
 }  // namespace
 

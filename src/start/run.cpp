@@ -204,6 +204,8 @@ void EndOfRunOutputs() {
 // ends the run before the first turn.
 void BeginLoop() {
   if (g_run.beginLoop) g_run.beginLoop();
+  if (!Paths().projectPath.empty() && Hooks().openProject)
+    Hooks().openProject(Paths().projectPath.c_str());
   const std::string& script = g_run.commandLine.script;
   if (script.empty() || !Hooks().runCommandFile) return;
   if (Hooks().runCommandFile(script.c_str(), stdout) < 0) {
@@ -316,7 +318,7 @@ int RunProgram(int argc, const char* const* argv) {
   }
 
   std::string project = Paths().projectPath;
-  if (!project.empty()) {
+  if (!project.empty() && !(Hooks().isProject && Hooks().isProject(project.c_str()))) {
     struct stat st;
     if (stat(project.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
       MessageF("%s\nFile not found!", project.c_str());

@@ -35,6 +35,10 @@ struct RunHooks {
   bool (*savePagePng)(const char* path, std::string* error) = nullptr;
   // The command file of --script: each result a line on out; -1 when it cannot be read.
   int (*runCommandFile)(const char* path, std::FILE* out) = nullptr;
+  // The project named on the command line: recognised before the page is made, opened at the
+  // head of the main loop.
+  bool (*isProject)(const char* path) = nullptr;
+  void (*openProject)(const char* path) = nullptr;
 };
 
 // Values read from the machine-wide ini file at the start of a run.
