@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/project_file.h"
 #include "paint/draw_modes.h"
 #include "paint/grid.h"
 #include "paint/pressure.h"
@@ -16,6 +17,7 @@
 #include "project/undo.h"
 #include "script/command_file.h"
 #include "script/external.h"
+#include "script/project_commands.h"
 #include "start/actions.h"
 #include "start/input.h"
 #include "start/main_loop.h"
@@ -132,6 +134,14 @@ const RunHooks& ProgramHooks() {
     h.release = kRelease;
     h.savePagePng = SavePage;
     h.runCommandFile = RunCommandFile;
+    h.isProject = [](const char* path) {
+      int w, hh;
+      return ProjectInfo(path, &w, &hh);
+    };
+    h.openProject = [](const char* path) { LoadProject(path, true, false, true); };
+    SetProjectFileOps({SaveProject,
+                       [](const char* path) { return LoadProject(path, true, false, true); },
+                       [] { return ProjectFileName().c_str(); }});
     SetPointStep(PointStep);
     PointSegment = StrokeSegment;
     PointHover = StrokeHover;
