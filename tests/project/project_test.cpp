@@ -305,3 +305,39 @@ TEST_F(Project, TimeCodes) {
 
 }  // namespace
 }  // namespace vela
+
+namespace vela {
+namespace {
+
+// A still background with a small figure moving over it: each image stores only the tiles the
+// figure touches, well under 1% of the raw page, and each reads back as its own.
+TEST_F(Project, ALongAnimationStoresOnlyWhatChanges) {
+  ReleasePage();
+  ASSERT_EQ(OpenGraphicsBlocks(), 0);
+  ASSERT_TRUE(MakePage(640, 480));
+  ASSERT_TRUE(StartProject());
+  for (int y = 0; y < 480; ++y) FillRect(Ws.page, 0, y, 639, y, PenPixel(y / 2, 100, 255 - y / 2));
+  MarkChanged(0, 0, 639, 479);
+  constexpr int kFrames = 60;
+  ASSERT_EQ(MakeAnim(kFrames - 1), 1);
+  const int64_t before = CacheStats(0) + CacheStats(1);
+  auto figureAt = [](int k) { return std::pair{20 + k * 10, 100 + (k * 37) % 300}; };
+  for (int k = 0; k < kFrames; ++k) {
+    ASSERT_EQ(GotoPosition(k, 1), 1);
+    auto [x, y] = figureAt(k);
+    Paint(x, y, x + 11, y + 11, 0xFFFFFF00);
+  }
+  ASSERT_EQ(GotoPosition(0, 1), 1);
+  const double perImage = double(CacheStats(0) + CacheStats(1) - before) / kFrames;
+  EXPECT_LT(perImage, 0.01 * 640 * 480 * 4);
+  for (int k : {0, kFrames / 2, kFrames - 1}) {
+    GotoPosition(k, 1);
+    for (int j : {0, kFrames / 2, kFrames - 1}) {
+      auto [x, y] = figureAt(j);
+      EXPECT_EQ(At(x + 5, y + 5) == 0xFFFFFF00, j == k) << "image " << k << ", figure " << j;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vela
