@@ -34,7 +34,6 @@ struct LoopState {
   ToolHandler tools[64] = {};
   ToolHandler pointStep = nullptr;
   std::vector<IdleEntry> idle;
-  bool undoReady = false;
   uint32_t lastSum = 0;  // the stamp sum the refresh stage last saw
   int lastStepX = 0, lastStepY = 0;
 };
@@ -234,12 +233,7 @@ void ToolStep() {
   if ((In.leftEdge || In.rightEdge) && Loop().findGadgetPress && Loop().findGadgetPress()) return;
   bool leftPress = In.leftEdge && !In.rightDown;
   bool rightPress = In.rightEdge && !In.leftDown;
-  if ((leftPress && (Ws.drawMode == 13 || Ws.undoMode == 0 || g_loop.undoReady)) || rightPress) {
-    if (Ws.undoMode != 2 && Loop().saveUndo) {
-      Loop().saveUndo();
-      g_loop.undoReady = rightPress;
-    }
-  }
+  if ((leftPress || rightPress) && Loop().pressUndo) Loop().pressUndo(leftPress, rightPress);
   if (g_loop.hookSet && g_loop.hook.step && g_loop.hook.step() != kRunTool) return;
   DispatchTool();
 }
@@ -262,10 +256,12 @@ void MainLoop() {
     if (QuitRequest) {
       QuitRequest = 0;
       if (AskQuit()) ExitFlag = 1;
+      // A batch that brought the quit is still stepped, its moves belong to the stroke; a quit
+      // that came alone has nothing to step.
+      if (ExitFlag && count == 0) break;
       count = 1;
     }
     if (count == 0) continue;
-    // A batch that brought the quit is still stepped: its moves belong to the stroke.
     if (count > 0 && Loop().closeBubble) Loop().closeBubble();
     // Pressure not in use: a mouse, or a pen that reports less than its low mark.
     if (In.pressureLow > In.pressure) {

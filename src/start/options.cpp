@@ -2,7 +2,6 @@
 
 #include <strings.h>
 
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 
@@ -21,10 +20,10 @@ const char* const kOptionNames[] = {
 const char* AfterName(const char* arg, const char* name) {
   size_t n = std::strlen(name);
   if (strncasecmp(arg, name, n) != 0) return nullptr;
+  // Only the whole word is the option: "Config.vel" and "Image.png" are files.
   const char* rest = arg + n;
-  if (std::isalnum(static_cast<unsigned char>(*rest))) return nullptr;
-  if (*rest == '=') ++rest;
-  return rest;
+  if (*rest == '=') return rest + 1;
+  return *rest ? nullptr : rest;
 }
 
 int Int(const char* s) { return static_cast<int>(std::strtol(s, nullptr, 10)); }

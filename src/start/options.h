@@ -1,9 +1,12 @@
 // The option words of a run ("CONFIG=name", "PageWidth=800", "UNDO=NO" ...).
 #pragma once
 
+#include <climits>
 #include <string>
 
 namespace vela {
+
+constexpr int kOptionNotGiven = INT_MIN;
 
 struct RunOptions {
   std::string fileDir;
@@ -18,18 +21,17 @@ struct RunOptions {
   int pageWidth = 0;  // 0: not given
   int pageHeight = 0;
   int screen = 0;
-  int screenOffsetX = 32767;
-  int screenOffsetY = 32767;
-  int screenOffsetType = -1;
+  int screenOffsetX = kOptionNotGiven;
+  int screenOffsetY = kOptionNotGiven;
+  int screenOffsetType = kOptionNotGiven;
   int genlock = 0;
   int customBrush = 0;
 };
 
 RunOptions& Options();
 
-// The text after the option name in the first argument from argv[1] on that begins with it
-// (any case), one "=" skipped; null if none does. A name followed by a letter or digit is another
-// option ("CONFIG" does not take "CONFIGREXX=x").
+// The value of the first argument from argv[1] on that is the option (any case): "NAME=value",
+// or "" for the bare word "NAME"; null if none is.
 const char* FindOption(int argc, const char* const* argv, const char* name);
 
 // Applies every recognised option; paths go to Paths().

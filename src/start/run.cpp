@@ -96,8 +96,17 @@ void CutTrailingSlash(std::string* s) {
   if (s->size() > 1 && (s->back() == '/' || s->back() == '\\')) s->pop_back();
 }
 
-bool Yes(const std::string& v) {
-  return strncasecmp(v.c_str(), "yes", 3) == 0;
+// ForceTablet: the word "yes" or a non-zero number.
+bool ForceTabletValue(const std::string& v) {
+  return strcasecmp(v.c_str(), "yes") == 0 || std::atoi(v.c_str()) != 0;
+}
+
+// Values of options that change this run only; the configuration keeps its own for saving.
+void ApplyRunOptions() {
+  const RunOptions& o = Options();
+  if (o.screenOffsetX != kOptionNotGiven) MainSet.screenOffsetX = o.screenOffsetX;
+  if (o.screenOffsetY != kOptionNotGiven) MainSet.screenOffsetY = o.screenOffsetY;
+  if (o.screenOffsetType != kOptionNotGiven) MainSet.screenOffsetType = o.screenOffsetType;
 }
 
 void ReadSysColors() {
@@ -156,8 +165,6 @@ int StartDialog() {
     w = 640;
     h = 480;
   }
-  ConfigPut("Main", "PageWidth", std::to_string(w).c_str());
-  ConfigPut("Main", "PageHeight", std::to_string(h).c_str());
   if (Hooks().makePage && !Hooks().makePage(w, h)) return 0;
   return 1;
 }
@@ -286,6 +293,7 @@ int RunProgram(int argc, const char* const* argv) {
   ResetInput();
   Ws = Workspace{};
   Ws.undoMode = 0;
+  Options() = RunOptions{};
   ParseOptions(argc, argv);
   if (Options().undoMode >= 0) Ws.undoMode = Options().undoMode;
   MainSet.edmund = Options().configRexx;
@@ -346,6 +354,8 @@ int RunProgram(int argc, const char* const* argv) {
   In.clickX = In.clickY = -100;
   for (const SettingsStep& s : Hooks().load)
     if (s.run) s.run();
+  const int configuredOffsetType = MainSet.screenOffsetType;
+  ApplyRunOptions();
   if (Hooks().beforeLoop) Hooks().beforeLoop();
 
   SetRedrawHook(Hooks().redrawAll);
@@ -361,6 +371,8 @@ int RunProgram(int argc, const char* const* argv) {
   CloseChannel();
 
   EndOfRunOutputs();
+  if (MainSet.screenOffsetType == Options().screenOffsetType)
+    MainSet.screenOffsetType = configuredOffsetType;
   if (g_run.saveConfig) SaveAllSettings();
   ConfigPut("Main", "SaveConfig", std::to_string(g_run.saveConfig).c_str());
 
@@ -371,6 +383,9 @@ int RunProgram(int argc, const char* const* argv) {
 }
 
 int ProgramMain(const char* commandLine) {
+  // A relative path on the command line names a file where the program was started.
+  std::error_code ec;
+  const std::filesystem::path startDir = std::filesystem::current_path(ec);
   RunPaths& p = Paths();
   const char* ini = p.iniPath.c_str();
   std::string home = g_run.commandLine.home;
@@ -385,9 +400,8 @@ int ProgramMain(const char* commandLine) {
   }
 
   IniSettings& s = Ini();
-  std::string force = IniString("ForceTablet", "");
-  s.forceTablet = Yes(force) || std::atoi(force.c_str()) != 0;
-  s.tabletOff = strncasecmp(IniString("Tablet", "").c_str(), "no", 2) == 0;
+  s.forceTablet = ForceTabletValue(IniString("ForceTablet", ""));
+  s.tabletOff = strcasecmp(IniString("Tablet", "").c_str(), "no") == 0;
   Tablet().forceMoved = s.forceTablet;
   Tablet().open = !s.tabletOff;
   Tablet().source = HostTabletPackets;
@@ -399,8 +413,8 @@ int ProgramMain(const char* commandLine) {
   m.gauge = IniInt("GAUGE", 1);
   m.border = IniInt("BORDER", 1);
   m.zorro = !IniInt("ZORRO", !m.zorro);  // stored inverted in the ini
-  m.screenOffsetX = Options().screenOffsetX = IniInt("ScreenOffsetX", Options().screenOffsetX);
-  m.screenOffsetY = Options().screenOffsetY = IniInt("ScreenOffsetY", Options().screenOffsetY);
+  m.screenOffsetX = IniInt("ScreenOffsetX", 32767);
+  m.screenOffsetY = IniInt("ScreenOffsetY", 32767);
   m.spare = p.sparePath = IniString("SPARE", "");
   m.project = p.projectPath = IniString("PROJECT", "");
   std::string fast = IniString("TEMP", "");
@@ -415,6 +429,7 @@ int ProgramMain(const char* commandLine) {
     std::string path = commandLine;
     if (path.front() == '"') path.erase(0, 1);
     if (!path.empty() && path.back() == '"') path.pop_back();
+    if (!path.empty() && path[0] != '/' && !startDir.empty()) path = (startDir / path).string();
     p.projectPath = path.substr(0, kProjectPathCapacity - 1);
   }
 
@@ -446,8 +461,8 @@ int VelaMain(int argc, const char* const* argv, const RunHooks& hooks) {
     std::printf("Vela %s\n", VELA_VERSION_STRING);
     return 0;
   }
-  for (std::string* s :
-       {&cl.screenshot, &cl.savePage, &cl.home, &cl.ini, &cl.script, &cl.events, &cl.path})
+  // The PATH keeps its form: ProgramMain takes its quotes off before it is resolved.
+  for (std::string* s : {&cl.screenshot, &cl.savePage, &cl.home, &cl.ini, &cl.script, &cl.events})
     *s = Absolute(*s);
   if (!cl.events.empty()) cl.headless = true;  // an event file is headless input
   g_run.commandLine = cl;

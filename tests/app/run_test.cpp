@@ -22,18 +22,19 @@ TEST_F(VelaRun, ShowsThePageAndWritesItsSettings) {
   EXPECT_EQ(png.Rgb(left + 320, top + 199), 0xA5A6A5u);
   EXPECT_EQ(png.Rgb(left, top + 200), 0xA5A6A5u);
 
+  // The size was an option of this run; the configuration keeps its own.
   std::string config = Slurp(dir_ / "home" / "configs" / "Standard.ini");
-  for (const char* line : {"[Main]", "PageWidth=320", "PageHeight=200", "SaveConfig=1", "[SysColors]"})
+  for (const char* line : {"[Main]", "PageWidth=640", "PageHeight=480", "SaveConfig=1", "[SysColors]"})
     EXPECT_THAT(config, HasSubstr(line));
   EXPECT_THAT(Slurp(dir_ / "Vela.INI"), HasSubstr("Last_Config=Standard"));
   // The home was seeded with the installed data.
   EXPECT_TRUE(fs::exists(dir_ / "home" / "datas" / "pagesize.conf"));
 
-  // A second run without options reads the size back from the configuration.
+  // A second run without options takes the size from the configuration.
   ASSERT_EQ(Run("--save-page page.png"), 0) << Err();
   ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
-  EXPECT_EQ(png.width, 320);
-  EXPECT_EQ(png.height, 200);
+  EXPECT_EQ(png.width, 640);
+  EXPECT_EQ(png.height, 480);
   EXPECT_EQ(png.channels, 4);
   EXPECT_EQ(png.Alpha(10, 10), 0);  // transparent
 
@@ -60,8 +61,10 @@ TEST_F(VelaRun, BadCommandLinesAndFiles) {
   EXPECT_EQ(Run("--events ev.txt"), 1);
   EXPECT_THAT(Err(), HasSubstr("line 2"));
   EXPECT_EQ(Run("--events none.txt"), 1);
-  EXPECT_EQ(Run("--script missing.vcmd"), 1);
-  EXPECT_THAT(Err(), HasSubstr("missing.vcmd"));
+  for (const char* script : {"missing.vcmd", "home"}) {
+    EXPECT_EQ(Run(std::string("--script ") + script), 1) << script;
+    EXPECT_THAT(Err(), HasSubstr("cannot read")) << script;
+  }
 
   // A missing project is reported and the run goes on.
   ASSERT_EQ(Run("PageWidth=16 PageHeight=8 nothere.vel --save-page page.png"), 0);

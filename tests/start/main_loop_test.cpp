@@ -45,6 +45,9 @@ class LoopTest : public ::testing::Test {
   void TearDown() override {
     HostHoldOpen(false);
     HostClose();
+    Input() = InputHooks{};
+    Loop() = LoopHooks{};
+    SetPointStep(nullptr);
     g_rec = nullptr;
   }
   void Load(const std::string& text) {

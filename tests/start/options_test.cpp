@@ -8,21 +8,18 @@
 namespace vela {
 namespace {
 
-TEST(FindOption, MatchesNameAtStartOfArgumentAnyCase) {
-  const char* argv[] = {"CONFIG=skipped", "pagewidth=800", "NOGAUGE", "config=mine"};
-  EXPECT_STREQ(FindOption(4, argv, "PageWidth"), "800");
-  EXPECT_STREQ(FindOption(4, argv, "NOGAUGE"), "");
-  // argv[0] is the program, never an option.
-  EXPECT_STREQ(FindOption(4, argv, "CONFIG"), "mine");
-  EXPECT_EQ(FindOption(4, argv, "Image"), nullptr);
-}
-
-TEST(FindOption, LongerNamesAreNotTakenByTheirPrefix) {
-  const char* argv[] = {"vela", "CONFIGREXX=cmds.vec", "ScreenOffsetX=5"};
-  EXPECT_EQ(FindOption(3, argv, "CONFIG"), nullptr);
-  EXPECT_EQ(FindOption(3, argv, "Screen"), nullptr);
-  EXPECT_STREQ(FindOption(3, argv, "CONFIGREXX"), "cmds.vec");
-  EXPECT_STREQ(FindOption(3, argv, "ScreenOffsetX"), "5");
+TEST(FindOption, MatchesOnlyTheWholeWordInAnyCase) {
+  const char* argv[] = {"CONFIG=skipped", "pagewidth=800", "NOGAUGE", "CONFIGREXX=cmds.vec",
+                        "Config.vel",     "Image.png",     "ScreenOffsetX=5", "config=mine"};
+  EXPECT_STREQ(FindOption(8, argv, "PageWidth"), "800");
+  EXPECT_STREQ(FindOption(8, argv, "NOGAUGE"), "");
+  // argv[0] is the program, never an option; a longer name or a file is not the option.
+  EXPECT_STREQ(FindOption(8, argv, "CONFIG"), "mine");
+  EXPECT_EQ(FindOption(8, argv, "Image"), nullptr);
+  EXPECT_EQ(FindOption(8, argv, "Screen"), nullptr);
+  EXPECT_STREQ(FindOption(8, argv, "CONFIGREXX"), "cmds.vec");
+  EXPECT_FALSE(IsOptionWord("Image.png"));
+  EXPECT_TRUE(IsOptionWord("image=a.png"));
 }
 
 TEST(ParseOptions, SetsPathsAndSwitches) {
@@ -55,7 +52,7 @@ TEST(ParseOptions, SetsPathsAndSwitches) {
 
 TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
   const char* argv[] = {"vela",         "--headless", "--size", "320x200", "CONFIG=x",
-                        "--screenshot", "s.png",      "--home", "/h",      "my project.vel"};
+                        "--screenshot", "s.png",      "--home", "/h",      "Config.vel"};
   CommandLine cl;
   std::string err;
   ASSERT_TRUE(ParseCommandLine(10, argv, {}, &cl, &err)) << err;
@@ -65,7 +62,7 @@ TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
   EXPECT_EQ(cl.options, std::vector<std::string>{"CONFIG=x"});
   EXPECT_EQ(cl.screenshot, "s.png");
   EXPECT_EQ(cl.home, "/h");
-  EXPECT_EQ(cl.path, "my project.vel");
+  EXPECT_EQ(cl.path, "Config.vel");
 }
 
 TEST(CommandLine, RefusesWhatItCannotUse) {
