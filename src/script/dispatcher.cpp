@@ -65,16 +65,20 @@ const char* SkipGroup(const char* p) {
   }
 }
 
-// Copies at most kWorkSize - 1 bytes of [from, to), or up to the NUL when to is null.
-void CopyWork(char* work, const char* from, const char* to) {
-  size_t n = to ? static_cast<size_t>(to - from) : std::strlen(from);
-  n = std::min(n, kWorkSize - 1);
+// Copies [from, to), or up to the NUL when to is null; false, with nothing copied, for a command
+// that does not fit: cut, its rest would run as a command of its own.
+bool CopyWork(char* work, const char* from, const char* to) {
+  size_t n = to ? static_cast<size_t>(to - from) : strnlen(from, kWorkSize);
+  work[0] = 0;
+  if (n > kWorkSize - 1) return false;
   std::memcpy(work, from, n);
   work[n] = 0;
+  return true;
 }
 
-// Finds the text of group k of a bracket line into work; false when there is none.
-bool TakeGroup(const char* line, int k, char* work) {
+// Finds the text of group k of a bracket line into work; false when there is none. *fits is
+// false for a group too long to run.
+bool TakeGroup(const char* line, int k, char* work, bool* fits) {
   const char* p = line;
   for (int i = 0; i < k; ++i) {
     p = SkipSpace(p);
@@ -86,7 +90,7 @@ bool TakeGroup(const char* line, int k, char* work) {
   if (*p != '[') return false;
   const char* start = p + 1;
   const char* end = SkipGroup(p);
-  CopyWork(work, start, end ? end - 1 : nullptr);
+  *fits = CopyWork(work, start, end ? end - 1 : nullptr);
   return true;
 }
 
@@ -142,15 +146,22 @@ void ExecuteCommand(CommandRecord* r) {
   char work[kWorkSize];
   for (int k = 0;; ++k) {
     const char* p = SkipSpace(line);
+    bool fits = true;
     if (*p != '[') {
       if (k > 0) return;
       BracketMode = 0;
-      CopyWork(work, p, nullptr);
+      fits = CopyWork(work, p, nullptr);
     } else {
       BracketMode = 1;
-      if (!TakeGroup(line, k, work)) return;
+      if (!TakeGroup(line, k, work, &fits)) return;
     }
-    RunOne(r, work);
+    if (fits) {
+      RunOne(r, work);
+    } else {
+      // Refused as an unknown command is: nothing runs, and a bracket line keeps its count.
+      r->found = 0;
+      if (BracketMode) Append(r, "[]");
+    }
   }
 }
 
@@ -257,13 +268,15 @@ void Done(CommandRecord* r) {
 
 int ExecuteCallbackCommand(const char* command, char* result) {
   if (!command) return 0;
-  char text[kCallbackSize];
-  size_t n = strnlen(command, kCallbackSize - 1);
-  std::memcpy(text, command, n);
-  text[n] = 0;
   CommandRecord r{};
-  r.command = text;
-  ExecuteCommand(&r);
+  char text[kCallbackSize];
+  size_t n = strnlen(command, kCallbackSize);
+  // A command that does not fit the entry's buffer is refused whole, not cut and run.
+  if (n < kCallbackSize) {
+    std::memcpy(text, command, n + 1);
+    r.command = text;
+    ExecuteCommand(&r);
+  }
   if (!result) return 0;
   size_t len = std::strlen(r.result) + 1;
   std::memcpy(result, r.result, len);

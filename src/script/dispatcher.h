@@ -49,6 +49,8 @@ extern int BracketMode;    // 1 while a bracket line runs
 extern int ResultWritten;  // non-zero once the handler has answered
 extern int GaugeEnabled;
 
+// A command (a plain line, or one group of a bracket line) over kWorkSize - 1 bytes is not run: it
+// answers as an unknown command does.
 void ExecuteCommand(CommandRecord* record);
 
 // Fills the first n entries of CommandArgs (n at most 32). Decimal numbers only.
@@ -64,8 +66,9 @@ void AnswerF(CommandRecord* record, const char* format, ...) __attribute__((form
 void Fail(CommandRecord* record, int code);
 void Done(CommandRecord* record);
 
-// Entry 1, the plug-in callback: the command is cut at 2,047 bytes, result (when not null) must
-// hold kResultSize bytes. Returns the result's length with its NUL, or 0.
+// Entry 1, the plug-in callback: a command over 2,047 bytes is refused with an empty result;
+// result (when not null) must hold kResultSize bytes. Returns the result's length with its NUL,
+// or 0.
 int ExecuteCallbackCommand(const char* command, char* result);
 
 // A decimal number as the C library's strtod reads one, without hex, "inf" or "nan". *end is

@@ -121,6 +121,27 @@ TEST_F(Dispatcher, CommandFileTranscript) {
   EXPECT_EQ(RunCommandFile((dir / "missing.vcmd").c_str(), stdout), -1);
 }
 
+// The line end is no part of the command: 4,095 bytes run with either end, 4,096 do not.
+TEST_F(Dispatcher, CommandFileBoundsAndUnreadableFiles) {
+  namespace fs = std::filesystem;
+  fs::path dir = fs::temp_directory_path() / ("vela-bounds-" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  const std::string fits = "qd_nop " + std::string(kWorkSize - 8, 'x');
+  std::ofstream(dir / "b.vcmd", std::ios::binary)
+      << fits << "\r\n" << fits << "\n" << fits << "x\r\nqd_getwidth";
+  std::FILE* out = std::tmpfile();
+  EXPECT_EQ(RunCommandFile((dir / "b.vcmd").c_str(), out), 0);
+  std::rewind(out);
+  std::string got;
+  for (int c; (c = std::fgetc(out)) != EOF;) got += static_cast<char>(c);
+  std::fclose(out);
+  const std::string answer(kResultSize - 1, 'x');
+  EXPECT_EQ(got, answer + "\n" + answer + "\n\n640\n");
+  // A folder opens but cannot be read: a failure, not an empty file.
+  EXPECT_EQ(RunCommandFile(dir.c_str(), stdout), -1);
+  fs::remove_all(dir);
+}
+
 TEST_F(Dispatcher, FoundTellsOfTheLastCommand) {
   // For qd_getwidth the handler's own count is overwritten.
   for (auto [line, want] : {std::pair{"qd_getwidth", 1}, {"qd_nosuch", 0}, {"[qd_getwidth][qd_nosuch]", 0},
@@ -142,7 +163,7 @@ TEST_F(Dispatcher, GroupsMaySpanLines) {
 
 TEST_F(Dispatcher, BoundsHold) {
   // The answer is cut so that the result keeps its NUL.
-  std::string big(5000, 'x');
+  std::string big(kWorkSize - 8, 'x');
   std::string r = Run("qd_nop " + big);
   EXPECT_EQ(r, std::string(kResultSize - 1, 'x'));
   r = Run("[qd_nop " + big + "]");
@@ -158,24 +179,29 @@ TEST_F(Dispatcher, BoundsHold) {
   EXPECT_EQ(found, 1);
   Run("qd_getwidth" + std::string(kNameSize, 'h'), &found);
   EXPECT_EQ(found, 0);
-  // Deep and unclosed nesting runs as one group.
+  // Deep and unclosed nesting is one group, too long to run.
   EXPECT_EQ(Run(std::string(100000, '[')), "[]");
   EXPECT_EQ(Run("[qd_nop " + std::string(10000, ']')), "[]");
-  // The plug-in entry cuts the command at 2,047 bytes and returns the length with the NUL.
+  // The plug-in entry takes 2,047 bytes and returns the length with the NUL.
   char result[kResultSize];
-  std::string cmd = "qd_nop " + std::string(3000, 'y');
+  std::string cmd = "qd_nop " + std::string(kCallbackSize - 8, 'y');
   EXPECT_EQ(ExecuteCallbackCommand(cmd.c_str(), result), static_cast<int>(kResultSize));
+  EXPECT_EQ(ExecuteCallbackCommand((cmd + "y").c_str(), result), 1);
   EXPECT_EQ(ExecuteCallbackCommand("qd_getwidth", result), 4);
   EXPECT_STREQ(result, "640");
   EXPECT_EQ(ExecuteCallbackCommand(nullptr, result), 0);
   EXPECT_EQ(ExecuteCallbackCommand("qd_getwidth", nullptr), 0);
-  // The work buffer keeps 4,095 bytes of a command: a number beyond them is not read.
-  std::string padded = "qd_setapen 1 2" + std::string(kWorkSize - 16, ' ') + "33";
-  Run(padded);
-  EXPECT_EQ(Draw.APen, 0xFF010203u);
-  padded = "qd_setapen 1 2" + std::string(kWorkSize - 18, ' ') + "33";
+  // A command of 4,095 bytes runs whole; one byte more and none of it runs, neither cut nor its
+  // rest, in either form.
+  std::string padded = "qd_setapen 1 2" + std::string(kWorkSize - 17, ' ') + "33";
   Run(padded);
   EXPECT_EQ(Draw.APen, 0xFF010221u);
+  Run("qd_setapen 9 9 9");
+  found = -1;
+  EXPECT_EQ(Run(padded + " ", &found), "");
+  EXPECT_EQ(found, 0);
+  EXPECT_EQ(Run("[qd_getwidth][" + padded + " ][qd_getheight]"), "[640][][480]");
+  EXPECT_EQ(Draw.APen, 0xFF090909u);
 }
 
 // The part of a line on the page is the part of the whole line, not a line between cut ends.
@@ -264,7 +290,7 @@ TEST_F(Dispatcher, LaterFamiliesJoinTheTable) {
   EXPECT_EQ(Run("qd_testfile \"my file.png\"  Replace all"), "<my file.png><Replace all>");
   EXPECT_EQ(Run("[qd_testfile pic.png]"), "[<pic.png><>]");
   EXPECT_EQ(Run("qd_testfile \"unclosed name"), "<unclosed name><>");
-  std::string longName(kWorkSize + 100, 'n');
+  std::string longName(kWorkSize - 13, 'n');
   EXPECT_EQ(Run("qd_testfile " + longName).size(), kResultSize - 1);
   std::vector<CommandRow> tooMany(kCommandTableSize, CommandRow{"qd_x", ShadowWidth});
   EXPECT_FALSE(AddCommands(tooMany));
