@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <vector>
@@ -25,6 +26,7 @@ struct Connection {
   std::string out;
   int pending = 0;
   bool ended = false;  // the client has sent all it will send
+  int64_t active = 0;  // when it last sent or was answered
 };
 
 struct ChannelState {
@@ -34,8 +36,19 @@ struct ChannelState {
   ChannelClient nextId = 1;
   std::vector<std::unique_ptr<Connection>> clients;
   ChannelRequestHandler handler = nullptr;
+  int idleMs = kChannelIdleMs;
+  bool full = false;  // out of descriptors: newcomers wait until a connection goes
 };
 ChannelState g_channel;
+
+int64_t NowMs() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+bool Idle(const Connection& c) {
+  return c.pending == 0 && c.out.empty();
+}
 
 std::string Error(const std::string& what) {
   return what + ": " + std::strerror(errno);
@@ -151,36 +164,64 @@ bool ReadFrom(Connection* c) {
       Drop(c);  // reset: nothing can be answered
       return false;
     }
-    c->reader.Finish(onLine);
-    c->ended = true;
-    return queued;
+    c->ended = true;  // an unfinished line is dropped with the reader
+    return false;
   }
+  c->active = NowMs();
   c->reader.Feed(buf, static_cast<size_t>(n), onLine);
   return queued;
 }
 
+// The connection that has waited longest without being owed anything, or null.
+Connection* LongestIdle() {
+  Connection* oldest = nullptr;
+  for (auto& c : g_channel.clients)
+    if (c->fd >= 0 && Idle(*c) && (!oldest || c->active < oldest->active)) oldest = c.get();
+  return oldest;
+}
+
 void Accept() {
   for (;;) {
-    // At the limit, further clients wait in the listen queue until one goes.
-    if (static_cast<int>(g_channel.clients.size()) >= kChannelMaxClients) return;
     int fd = accept4(g_channel.listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (fd < 0) return;
+    if (fd < 0) {
+      if (errno != EMFILE && errno != ENFILE) return;
+      // Out of descriptors: an idle client makes room, else newcomers wait in the queue.
+      Connection* idle = LongestIdle();
+      if (!idle) {
+        g_channel.full = true;
+        return;
+      }
+      Drop(idle);
+      continue;
+    }
     auto c = std::make_unique<Connection>();
     c->fd = fd;
     c->id = g_channel.nextId++;
+    c->active = NowMs();
     g_channel.clients.push_back(std::move(c));
   }
 }
 
-// A client is closed once it has gone, or has ended and has all its answers.
+// A client is closed once it has gone, has ended and has all its answers, or has idled too long.
 void Sweep() {
-  std::erase_if(g_channel.clients, [](const std::unique_ptr<Connection>& c) {
-    if (c->fd >= 0 && c->ended && c->pending == 0 && c->out.empty()) Drop(c.get());
+  const int64_t now = NowMs();
+  std::erase_if(g_channel.clients, [now](const std::unique_ptr<Connection>& c) {
+    if (c->fd >= 0 && Idle(*c) && (c->ended || now - c->active >= g_channel.idleMs))
+      Drop(c.get());
+    if (c->fd < 0) g_channel.full = false;
     return c->fd < 0;
   });
 }
 
 }  // namespace
+
+void ChannelSetIdleTimeout(int ms) {
+  g_channel.idleMs = ms;
+}
+
+int ChannelClientCount() {
+  return static_cast<int>(g_channel.clients.size());
+}
 
 void ChannelSetRequestHandler(ChannelRequestHandler handler) {
   g_channel.handler = handler;
@@ -235,6 +276,7 @@ void ChannelClose() {
     if (c->fd >= 0) Drop(c.get());
   }
   g_channel.clients.clear();
+  g_channel.full = false;
   if (g_channel.listener < 0) return;
   close(g_channel.listener);
   g_channel.listener = -1;
@@ -248,8 +290,7 @@ void ChannelClose() {
 bool ChannelPump(int timeoutMs) {
   if (g_channel.listener < 0) return false;
   std::vector<pollfd> fds;
-  bool room = static_cast<int>(g_channel.clients.size()) < kChannelMaxClients;
-  fds.push_back({room ? g_channel.listener : -1, POLLIN, 0});
+  fds.push_back({g_channel.full ? -1 : g_channel.listener, POLLIN, 0});
   for (auto& c : g_channel.clients) {
     short events = 0;
     if (!c->ended && c->pending < kChannelMaxPending) events |= POLLIN;
@@ -257,7 +298,10 @@ bool ChannelPump(int timeoutMs) {
     // Nothing to wait for: a hung-up client would wake every poll.
     fds.push_back({events ? c->fd : -1, events, 0});
   }
-  if (poll(fds.data(), fds.size(), timeoutMs) <= 0) return false;
+  if (poll(fds.data(), fds.size(), timeoutMs) <= 0) {
+    Sweep();
+    return false;
+  }
   bool queued = false;
   size_t count = g_channel.clients.size();  // Accept may add to the list
   for (size_t i = 0; i < count; ++i) {
@@ -275,6 +319,7 @@ void ChannelReply(ChannelClient client, const char* reply) {
   Connection* c = Find(client);
   if (!c) return;
   if (c->pending > 0) --c->pending;
+  c->active = NowMs();
   // A reply is one line: line ends inside the text become blanks.
   std::string line(reply);
   for (char& ch : line)

@@ -11,8 +11,8 @@
 namespace vela {
 
 constexpr size_t kChannelLineMax = 2047;  // bytes of a line without its line end
-constexpr int kChannelMaxClients = 32;
 constexpr int kChannelMaxPending = 64;  // a client's unanswered requests before it is not read
+constexpr int kChannelIdleMs = 30000;   // default idle time before a connection is closed
 
 using ChannelClient = uint64_t;  // never 0, never reused in a run
 
@@ -34,6 +34,11 @@ void ChannelClose();
 bool ChannelPump(int timeoutMs);
 // Sends one reply line and counts the request as answered. A client that has gone is ignored.
 void ChannelReply(ChannelClient client, const char* reply);
+// A connection that waits for no answer and has sent nothing for this long is closed, so that
+// idle clients never hold the program's files.
+void ChannelSetIdleTimeout(int ms);
+// Open connections, for tests.
+int ChannelClientCount();
 
 // What one line of the channel asks for.
 enum class ChannelLineKind { Request, Execute, Refused };
@@ -45,7 +50,9 @@ struct ChannelLine {
 ChannelLine ParseChannelLine(const char* line, size_t length, bool tooLong);
 
 // Splits a byte stream into lines within a fixed buffer. A line longer than kChannelLineMax is
-// reported once, as too long, when its end arrives; its bytes are not kept.
+// reported once, as too long, when its end arrives; its bytes are not kept. A line that the end
+// of the stream cuts off is never handed on: a client that died mid-line must not run half a
+// command.
 class ChannelLineReader {
  public:
   // onLine(const char* line, size_t length, bool tooLong): the line has a NUL after it.
@@ -63,13 +70,6 @@ class ChannelLineReader {
       Emit(onLine);
     }
   }
-  // The end of the stream: an unfinished line counts as a line.
-  template <class F>
-  void Finish(F&& onLine) {
-    if (length_ > 0 || tooLong_) Emit(onLine);
-  }
-  bool Empty() const { return length_ == 0 && !tooLong_; }
-
  private:
   template <class F>
   void Emit(F& onLine) {
