@@ -1,6 +1,8 @@
 #include "pixels/disk_cache.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -96,7 +98,14 @@ const CacheHostOps* g_ops = nullptr;
 // Kept as plain storage so the signal handler may read it.
 char g_path[kTempDirCapacity + 64];
 bool g_exitArmed = false;
-struct sigaction g_oldInt, g_oldTerm;
+// Every signal whose default ends the process; SIGKILL cannot be caught, which is why a start
+// also clears the files of runs that have gone.
+constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGILL,    SIGTRAP, SIGABRT,
+                                  SIGBUS,  SIGFPE,  SIGUSR1, SIGSEGV,   SIGUSR2, SIGPIPE,
+                                  SIGALRM, SIGTERM, SIGXCPU, SIGXFSZ,   SIGVTALRM, SIGPROF,
+                                  SIGSYS,  SIGPWR,  SIGIO,   SIGSTKFLT};
+constexpr int kSignalCount = sizeof kEndingSignals / sizeof kEndingSignals[0];
+struct sigaction g_oldActions[kSignalCount];
 bool g_signalsArmed = false;
 
 const CacheHostOps& Ops() {
@@ -598,9 +607,17 @@ bool EnsureLoaded(int idx) {
 
 void DisarmSignals();
 
+// Removes the file, then hands the signal to whoever had it before (the default ends the
+// process; a sanitizer reports first).
 void ScratchSignal(int sig) {
   if (g_path[0]) ::unlink(g_path);
-  ::signal(sig, SIG_DFL);
+  for (int i = 0; i < kSignalCount; ++i) {
+    if (kEndingSignals[i] != sig) continue;
+    struct sigaction old = g_oldActions[i];
+    if (!(old.sa_flags & SA_SIGINFO) && (old.sa_handler == SIG_IGN || old.sa_handler == SIG_ERR))
+      old.sa_handler = SIG_DFL;
+    ::sigaction(sig, &old, nullptr);
+  }
   ::raise(sig);
 }
 
@@ -610,16 +627,38 @@ void ArmSignals() {
   std::memset(&sa, 0, sizeof sa);
   sa.sa_handler = ScratchSignal;
   sigemptyset(&sa.sa_mask);
-  sigaction(SIGINT, &sa, &g_oldInt);
-  sigaction(SIGTERM, &sa, &g_oldTerm);
+  for (int i = 0; i < kSignalCount; ++i) {
+    ::sigaction(kEndingSignals[i], nullptr, &g_oldActions[i]);
+    // An ignored signal ends nothing, and stays ignored.
+    if (!(g_oldActions[i].sa_flags & SA_SIGINFO) && g_oldActions[i].sa_handler == SIG_IGN) continue;
+    ::sigaction(kEndingSignals[i], &sa, nullptr);
+  }
   g_signalsArmed = true;
 }
 
 void DisarmSignals() {
   if (!g_signalsArmed) return;
-  sigaction(SIGINT, &g_oldInt, nullptr);
-  sigaction(SIGTERM, &g_oldTerm, nullptr);
+  for (int i = 0; i < kSignalCount; ++i) ::sigaction(kEndingSignals[i], &g_oldActions[i], nullptr);
   g_signalsArmed = false;
+}
+
+// Scratch files of this user whose process no longer exists were left by a run that was killed.
+void RemoveStaleScratch(const std::string& dir) {
+  const std::string folder = dir.empty() ? "." : dir;
+  DIR* d = ::opendir(folder.c_str());
+  if (!d) return;
+  while (dirent* e = ::readdir(d)) {
+    int pid = 0, number = 0, used = 0;
+    if (std::sscanf(e->d_name, "VELA%d.%d.tmp%n", &pid, &number, &used) != 2 || pid <= 0 ||
+        e->d_name[used] != 0)
+      continue;
+    if (::kill(pid, 0) == 0 || errno != ESRCH) continue;
+    std::string path = folder + "/" + e->d_name;
+    struct stat st;
+    if (::lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == ::getuid())
+      ::unlink(path.c_str());
+  }
+  ::closedir(d);
 }
 
 void CacheExit() {
@@ -683,6 +722,7 @@ int CacheStartWithLimit(int64_t limit) {
   g.quota = g.limit >= 0 ? g.limit / kCacheBlock : 0;
   const int32_t number = NextKey();
   g.dir = Paths().tempDir;
+  RemoveStaleScratch(g.dir);
   if (!OpenScratch(g.dir, number)) {
     Message("Can't create cache file");
     g.dir.clear();
@@ -833,11 +873,12 @@ void CacheTrim() {
     const int64_t spare = static_cast<int64_t>(0.4 * static_cast<double>(Ops().physicalMemory()));
     target = spare - (g.allocated * kCacheBlock + CacheScratchBytes + BlockBytes);
   }
-  // Without a limit the quota is only what is spare; with nothing spare memory goes back first.
-  if (g.limit < 0 && target < 0) g.quota = 0;
+  // Each round gives back a block's record (520 bytes with its overhead); a block not yet made
+  // also gives back its 512 bytes.
   while (target < 0) {
     if (g.quota > 0) {
       --g.quota;
+      target += kCacheBlock;
     } else {
       if (!g.freeList) EvictOldest(0);
       if (!g.freeList) break;
@@ -853,21 +894,14 @@ void CacheTrim() {
     target += 520;
   }
   // 532: a block and the overhead of its record.
-  if (target > 532480) {
-    const int64_t more = (target - 0x82000) / 532;
-    g.quota = g.limit >= 0 ? g.quota + more : more;
-  } else if (g.limit < 0) {
+  if (target > 532480)
+    g.quota = (target - 0x82000) / 532;
+  else if (g.limit < 0)
     g.quota = 0;
-  }
 }
 
 void CacheSetLimit(int64_t limit) {
   g.limit = limit < 0 ? -1 : limit;
-  // A limit counts what exists already; the trim gives back what lies above it.
-  if (g.limit >= 0) {
-    const int64_t room = g.limit / kCacheBlock - g.allocated;
-    g.quota = room > 0 ? room : 0;
-  }
   CacheTrim();
 }
 

@@ -10,9 +10,9 @@ namespace vela {
 
 constexpr int kCacheBlock = 512;
 
-// Sizes the cache from CacheSize of Startup (ini) and temp of Main, opens the scratch file in
-// Paths().tempDir and arms its deletion at exit and on SIGINT and SIGTERM. 1, or 0 when no file
-// could be made.
+// Sizes the cache from CacheSize of Startup (ini) and temp of Main, removes scratch files that
+// killed runs of this user left in Paths().tempDir, opens its own there and arms its deletion at
+// exit and on every signal that ends the process. 1, or 0 when no file could be made.
 int CacheStart();
 // The same with a given limit in bytes, -1 for automatic.
 int CacheStartWithLimit(int64_t limit);
