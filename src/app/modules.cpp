@@ -148,7 +148,7 @@ const RunHooks& ProgramHooks() {
     Loop().speedPressure = StrokeSpeedPressure;
     Input().snapToGrid = SnapPagePosition;
     Input().wheelTool = WheelPen;
-    Loop().saveUndo = SaveUndo;
+    Loop().pressUndo = PressUndo;
     Loop().refreshThumbnail = RefreshThumbnail;
     AddActions(UndoActions());
     AddActions(LayerOpsActions());

@@ -100,6 +100,13 @@ void SaveUndo() {
   MarkUndo(0, nullptr);
 }
 
+void PressUndo(bool left, bool right) {
+  if (Ws.undoMode == 2 || !Undo.captureAllowed) return;
+  if (!right && !(left && (Ws.drawMode == 13 || Ws.undoMode == 0 || Undo.ready))) return;
+  SaveUndo();
+  Undo.ready = right;
+}
+
 void ResetUndo() {
   if (PageAndUndoMatch())
     std::memcpy(Ws.undo->data, Ws.page->data,

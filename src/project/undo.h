@@ -39,6 +39,9 @@ void MarkUndo(int kind, const char* name);
 void MarkChanged(int x0, int y0, int x1, int y1);
 // The commit at the press: the dirty rectangle, grown by one and clipped, goes to the undo Block.
 void SaveUndo();
+// The press of the tool step: opens a step when the undo mode, the draw mode or undo-ready say
+// so. A right press opens one in every mode but 2, and readies the next.
+void PressUndo(bool left, bool right);
 // The whole page into the undo Block, at a change of layer or image.
 void ResetUndo();
 // Undo, or the redo after an undo.

@@ -66,7 +66,7 @@ struct LoopHooks {
   void (*refreshThumbnail)() = nullptr;
   void (*windowTick)() = nullptr;
   bool (*confirmQuit)() = nullptr;       // the quit question; null confirms
-  void (*saveUndo)() = nullptr;          // before a stroke changes the page
+  void (*pressUndo)(bool left, bool right) = nullptr;  // a press may open an undo step
   void (*beginLoop)() = nullptr;         // project, spare and start-up script at the head
   bool (*findGadgetPress)() = nullptr;   // true when a Window or Gadget takes the press
   void (*afterToolStep)() = nullptr;     // Windows put back over what the step drew

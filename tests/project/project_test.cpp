@@ -179,6 +179,32 @@ TEST_F(Project, UndoStopsAtALayerChange) {
   EXPECT_EQ(At(2, 2), kRed) << "the stroke before the move is part of the stored image";
 }
 
+// Manual steps: a press opens a step only once something made undo ready; a right press always.
+TEST_F(Project, ManualModeGathersStrokesUntilReady) {
+  Ws.undoMode = 1;
+  PressUndo(true, false);
+  Paint(0, 0, 1, 1, kRed);
+  PressUndo(true, false);
+  Paint(5, 5, 6, 6, kRed);
+  UndoStep();
+  EXPECT_EQ(At(0, 0), 0u) << "both strokes were one step";
+  EXPECT_EQ(At(5, 5), 0u);
+  UndoStep();
+  UpdateUndo();  // the script's commit; the next press opens a step
+  PressUndo(true, false);
+  Paint(10, 10, 11, 11, kBlue);
+  UndoStep();
+  EXPECT_EQ(At(0, 0), kRed);
+  EXPECT_EQ(At(10, 10), 0u);
+  UndoStep();
+  PressUndo(false, true);
+  Paint(20, 20, 21, 21, kGreen);
+  UndoStep();
+  EXPECT_EQ(At(10, 10), kBlue) << "a right press opened a step";
+  EXPECT_EQ(At(20, 20), 0u);
+  Ws.undoMode = 0;
+}
+
 TEST_F(Project, NoUndoModeDoesNothing) {
   ReleasePage();
   Ws.undoMode = 2;
