@@ -608,8 +608,9 @@ bool EnsureLoaded(int idx) {
 void DisarmSignals();
 
 // Removes the file, then hands the signal to whoever had it before (the default ends the
-// process; a sanitizer reports first).
-void ScratchSignal(int sig) {
+// process; a sanitizer reports first). A fault the kernel raised comes again when the faulting
+// instruction reruns, so it reaches the old handler with its own address.
+void ScratchSignal(int sig, siginfo_t* info, void*) {
   if (g_path[0]) ::unlink(g_path);
   for (int i = 0; i < kSignalCount; ++i) {
     if (kEndingSignals[i] != sig) continue;
@@ -618,6 +619,9 @@ void ScratchSignal(int sig) {
       old.sa_handler = SIG_DFL;
     ::sigaction(sig, &old, nullptr);
   }
+  if (info && info->si_code > 0 &&
+      (sig == SIGSEGV || sig == SIGBUS || sig == SIGILL || sig == SIGFPE))
+    return;
   ::raise(sig);
 }
 
@@ -625,7 +629,8 @@ void ArmSignals() {
   if (g_signalsArmed) return;
   struct sigaction sa;
   std::memset(&sa, 0, sizeof sa);
-  sa.sa_handler = ScratchSignal;
+  sa.sa_sigaction = ScratchSignal;
+  sa.sa_flags = SA_SIGINFO;
   sigemptyset(&sa.sa_mask);
   for (int i = 0; i < kSignalCount; ++i) {
     ::sigaction(kEndingSignals[i], nullptr, &g_oldActions[i]);
