@@ -650,6 +650,13 @@ void ClearProject() {
   OpenAt(0, 0, true);
 }
 
+int NewProject() {
+  if (!Ask("Do you really want to delete the project", " Yes ", " No ")) return 0;
+  ClearProject();
+  RebuildDisplay(true);
+  return 1;
+}
+
 bool ReplaceLayers(const Layer* layers, int count, int current, int position) {
   if (!layers || count < 1) return false;
   std::vector<Layer> next;

@@ -105,6 +105,8 @@ bool StartProject();
 void ReleaseProject();
 // The whole project goes; one empty layer is left.
 void ClearProject();
+// The same after the user's yes; 1 when the project went.
+int NewProject();
 
 void LoadLayerSettings();
 void SaveLayerSettings();
