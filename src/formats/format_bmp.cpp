@@ -135,9 +135,17 @@ int LoadBmp(Bytes f, Block* b) {
 
   const size_t stride = ((static_cast<size_t>(h.width) * h.depth + 31) / 32) * 4;
   bool fake = false;  // a 32-bit file with a colour above its alpha has no real alpha
+  // The test covers what was read even when the file ends early: the rows that stay in the Block
+  // must be legal pixels.
+  auto settle = [&](int result) {
+    if (fake)
+      for (int y = 0; y < b->height; ++y)
+        for (int x = 0; x < b->width; ++x) b->Row(y)[x] |= 0xFF000000u;
+    return result;
+  };
   for (int fy = 0; fy < h.height; ++fy) {
     Bytes line = r.Take(stride);
-    if (!r.ok()) return Fail("Bad BMP file"), -1;
+    if (!r.ok()) return Fail("Bad BMP file"), settle(-1);
     Pixel* row = target(fy);
     if (row) {
       for (int x = 0; x < cw; ++x) {
@@ -170,12 +178,9 @@ int LoadBmp(Bytes f, Block* b) {
         }
       }
     }
-    if ((fy & 15) == 0 && !ReportProgress(kLoadingTitle, fy, h.height)) return 0;
+    if ((fy & 15) == 0 && !ReportProgress(kLoadingTitle, fy, h.height)) return settle(0);
   }
-  if (fake)
-    for (int y = 0; y < b->height; ++y)
-      for (int x = 0; x < b->width; ++x) b->Row(y)[x] |= 0xFF000000u;
-  return 0;
+  return settle(0);
 }
 
 int SaveBmp(const char* path, const Block& b, const SaveSettings& s) {
