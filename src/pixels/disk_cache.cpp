@@ -647,6 +647,21 @@ void DisarmSignals() {
   g_signalsArmed = false;
 }
 
+bool ProcessRuns(int pid) {
+  if (::kill(pid, 0) != 0 && errno == ESRCH) return false;
+  // A zombie keeps its number but no longer its files.
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%d/stat", pid);
+  std::FILE* f = std::fopen(path, "r");
+  if (!f) return true;
+  char buf[512];
+  size_t n = std::fread(buf, 1, sizeof buf - 1, f);
+  std::fclose(f);
+  buf[n] = 0;
+  const char* end = std::strrchr(buf, ')');
+  return !(end && end[1] == ' ' && end[2] == 'Z');
+}
+
 // Scratch files of this user whose process no longer exists were left by a run that was killed.
 void RemoveStaleScratch(const std::string& dir) {
   const std::string folder = dir.empty() ? "." : dir;
@@ -657,7 +672,7 @@ void RemoveStaleScratch(const std::string& dir) {
     if (std::sscanf(e->d_name, "VELA%d.%d.tmp%n", &pid, &number, &used) != 2 || pid <= 0 ||
         e->d_name[used] != 0)
       continue;
-    if (::kill(pid, 0) == 0 || errno != ESRCH) continue;
+    if (ProcessRuns(pid)) continue;
     std::string path = folder + "/" + e->d_name;
     struct stat st;
     if (::lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == ::getuid())

@@ -46,15 +46,16 @@ constexpr double kCacheSlice = 0.05;
 
 bool AskQuit() { return !Loop().confirmQuit || Loop().confirmQuit(); }
 
-void (*g_oldInt)(int) = SIG_DFL;
-void (*g_oldTerm)(int) = SIG_DFL;
+// Whole actions, flags included: the handler before ours may take a siginfo.
+struct sigaction g_oldInt, g_oldTerm;
 
 void OnSignal(int sig) {
   // The first signal ends the run in order; a second one, if the loop is stuck, goes to the
   // handler that was there before (which removes the cache's scratch file) and ends the process.
   if (SignalQuit) {
-    void (*old)(int) = sig == SIGINT ? g_oldInt : g_oldTerm;
-    std::signal(sig, old == SIG_IGN || old == SIG_ERR ? SIG_DFL : old);
+    struct sigaction old = sig == SIGINT ? g_oldInt : g_oldTerm;
+    if (!(old.sa_flags & SA_SIGINFO) && old.sa_handler == SIG_IGN) old.sa_handler = SIG_DFL;
+    sigaction(sig, &old, nullptr);
     std::raise(sig);
     return;
   }
@@ -245,8 +246,11 @@ void MainLoop() {
   if (!AntialiasOn) SelectGadget(45, 0);
   if (Loop().beginLoop) Loop().beginLoop();
   SignalQuit = 0;
-  g_oldInt = std::signal(SIGINT, OnSignal);
-  g_oldTerm = std::signal(SIGTERM, OnSignal);
+  struct sigaction ours {};
+  ours.sa_handler = OnSignal;
+  sigemptyset(&ours.sa_mask);
+  sigaction(SIGINT, &ours, &g_oldInt);
+  sigaction(SIGTERM, &ours, &g_oldTerm);
   while (!ExitFlag) {
     if (SignalQuit) break;
     int allow = !(In.leftDown || In.rightDown);
@@ -283,8 +287,8 @@ void MainLoop() {
       if (AskQuit()) ExitFlag = 1;
     }
   }
-  std::signal(SIGINT, g_oldInt);
-  std::signal(SIGTERM, g_oldTerm);
+  sigaction(SIGINT, &g_oldInt, nullptr);
+  sigaction(SIGTERM, &g_oldTerm, nullptr);
   ExitFlag = 1;
 }
 

@@ -409,8 +409,9 @@ TEST(CacheSize, ReadsTheIniValueThenANumberInMain) {
   EXPECT_EQ(ParseCacheSize("12abc", "12 monkeys"), -1);
 }
 
-// A child starts a cache, tells its scratch path and ends by the signal.
-std::string ChildEndsBy(int sig, int* status) {
+// A child starts a cache, tells its scratch path and ends by the signal. Without status it is
+// left unreaped, a zombie, and *pid tells which.
+std::string ChildEndsBy(int sig, int* status, pid_t* pid = nullptr) {
   int pipefd[2];
   if (pipe(pipefd) != 0) return "";
   pid_t child = fork();
@@ -431,7 +432,8 @@ std::string ChildEndsBy(int sig, int* status) {
   char buf[4200] = {};
   ssize_t n = read(pipefd[0], buf, sizeof buf - 1);
   close(pipefd[0]);
-  waitpid(child, status, 0);
+  if (status) waitpid(child, status, 0);
+  if (pid) *pid = child;
   return n > 0 ? buf : "";
 }
 
@@ -446,15 +448,18 @@ TEST_F(DiskCache, NoScratchFileOutlivesItsProcess) {
     EXPECT_NE(stat(path.c_str(), &st), 0) << sig;
   }
   // A kill leaves the file; the next start of this user removes it, not the file of a process
-  // that still runs.
-  int status = 0;
-  std::string killed = ChildEndsBy(SIGKILL, &status);
+  // that still runs. A zombie runs no more.
+  pid_t zombie = 0;
+  std::string killed = ChildEndsBy(SIGKILL, nullptr, &zombie);
   ASSERT_EQ(stat(killed.c_str(), &st), 0);
+  siginfo_t info;
+  ASSERT_EQ(waitid(P_PID, zombie, &info, WEXITED | WNOWAIT), 0);
   const std::string live = dir_ + "/VELA" + std::to_string(getpid()) + ".999999.tmp";
   std::ofstream(live) << "x";
   Start(0);
   EXPECT_NE(stat(killed.c_str(), &st), 0);
   EXPECT_EQ(stat(live.c_str(), &st), 0);
+  waitpid(zombie, nullptr, 0);
 }
 
 }  // namespace
