@@ -1,0 +1,118 @@
+// The save mode word of scripts and the extension a save gets.
+#include "formats/image_files.h"
+#include "formats_fixture.h"
+#include "pixels/primitives.h"
+#include "start/workspace.h"
+
+namespace vela {
+namespace {
+
+class SaveModeWord : public FormatsTest {
+ protected:
+  void SetUp() override {
+    FormatsTest::SetUp();
+    CurrentSaveSettings() = SaveSettings{};
+  }
+  void TearDown() override {
+    CurrentSaveSettings() = SaveSettings{};
+    FormatsTest::TearDown();
+  }
+  std::string Mode(const char* argument, int* found = nullptr) {
+    char result[128] = "unset";
+    const int r = SaveMode(argument, result, sizeof result);
+    if (found) *found = r;
+    return result;
+  }
+};
+
+TEST_F(SaveModeWord, AnswersTheOldModeThenReadsTheNewOne) {
+  EXPECT_EQ(Mode("bmp"), "deep");
+  // BMP starts from true colour; then settings in any order, a count limited to 16..256.
+  EXPECT_EQ(Mode("  pcx dither 8 fix"), "bmp b24 nodither 256");
+  EXPECT_EQ(Mode("jpeg 55"), "pcx fix dither 16");
+  EXPECT_EQ(Mode("jpeg 100"), "jpeg 55");  // 100 and above keep the old quality
+  EXPECT_EQ(Mode("tga non"), "jpeg 55");
+  EXPECT_EQ(Mode("tga 7"), "tga 0");
+  EXPECT_EQ(Mode("sun 32"), "tga 1");
+  EXPECT_EQ(Mode("png b32 tram 300"), "sun 32");
+  EXPECT_EQ(Mode("ilbm8"), "png b32 mat 256");
+  EXPECT_EQ(Mode("mode=77"), "Mode=20 ");
+  int found = -1;
+  EXPECT_EQ(Mode("nothing at all", &found), "Mode=77 ");
+  EXPECT_EQ(found, 0);
+  EXPECT_EQ(CurrentSaveSettings().saveMode, 77);
+  EXPECT_EQ(Mode("tiff"), "Mode=77 ");
+  EXPECT_EQ(CurrentSaveSettings().saveMode, FormatKeyword("tiff"));
+}
+
+TEST_F(SaveModeWord, ExtensionsFollowTheModeAndKeepASecondOne) {
+  auto with = [](int mode, std::string path) {
+    CurrentSaveSettings().saveMode = mode;
+    SetExtension(&path);
+    return path;
+  };
+  EXPECT_EQ(with(kFormatFlc, "/a.b/movie.FLI"), "/a.b/movie.FLI");
+  EXPECT_EQ(with(kFormatFlc, "/a.b/movie"), "/a.b/movie.flc");
+  EXPECT_EQ(with(kFormatTga, "pic.png"), "pic.tga");
+  EXPECT_EQ(with(kFormatSun32, "x.jpg"), "x.ras");
+  EXPECT_EQ(with(FormatKeyword("sgi"), "x.tga"), "x.rgb");
+}
+
+}  // namespace
+}  // namespace vela
+
+namespace vela {
+namespace {
+
+// The current image is the work page; these runs have no screen, so nothing is shown.
+class LoadIntoPage : public FormatsTest {
+ protected:
+  void SetUp() override {
+    FormatsTest::SetUp();
+    page_ = BlankBlock(6, 5, 0xFF102030);
+    saved_ = Ws;
+    Ws.page = page_.get();
+    Ws.undo = nullptr;
+    Ws.pageWidth = 6;
+    Ws.pageHeight = 5;
+    CurrentSaveSettings() = SaveSettings{};
+  }
+  void TearDown() override {
+    Ws = saved_;
+    CurrentSaveSettings() = SaveSettings{};
+    FormatsTest::TearDown();
+  }
+  BlockPtr page_;
+  Workspace saved_;
+};
+
+TEST_F(LoadIntoPage, APictureReplacesTheImageABadFileLeavesIt) {
+  BlockPtr pic = OpaquePicture(6, 5);
+  ASSERT_EQ(SaveBlockAs(Path("p.tga").c_str(), *pic, kFormatTga, SaveSettings{}), 0);
+  std::vector<uint8_t> bad = ReadBytes(Path("p.tga"));
+  bad.resize(bad.size() - 10);
+  WriteBytes(Path("bad.tga"), bad);
+  EXPECT_EQ(LoadImage(Path("bad.tga").c_str()), -1);
+  EXPECT_TRUE(Seen("Bad TGA file"));
+  for (int i = 0; i < 30; ++i) ASSERT_EQ(page_->data[i], 0xFF102030u) << i;
+  ASSERT_EQ(LoadImage(Path("p.tga").c_str()), 0);
+  EXPECT_EQ(std::vector<Pixel>(page_->data, page_->data + 30),
+            std::vector<Pixel>(pic->data, pic->data + 30));
+  // A smaller picture with the Stretch answer fills the page, corners on corners.
+  BlockPtr small = OpaquePicture(3, 2);
+  ASSERT_EQ(SaveBlockAs(Path("s.tga").c_str(), *small, kFormatTga, SaveSettings{}), 0);
+  CurrentSaveSettings().stretch = 1;
+  ASSERT_EQ(LoadImage(Path("s.tga").c_str()), 0);
+  EXPECT_EQ(page_->Row(0)[0], small->Row(0)[0]);
+  EXPECT_EQ(page_->Row(4)[5], small->Row(1)[2]);
+  // Without it the picture lands at the top left and the rest stays.
+  CurrentSaveSettings().stretch = 0;
+  FillBlock(page_.get(), 7);
+  ASSERT_EQ(LoadImage(Path("s.tga").c_str()), 0);
+  EXPECT_EQ(page_->Row(1)[2], small->Row(1)[2]);
+  EXPECT_EQ(page_->Row(2)[2], 7u);
+  EXPECT_EQ(page_->Row(1)[3], 7u);
+}
+
+}  // namespace
+}  // namespace vela
