@@ -1279,7 +1279,8 @@ struct Loader {
   Flow Dloc() {
     ByteReader r(Bytes(content.data(), content.size()));
     const int w = r.U16BE(), h = r.U16BE();
-    if (!r.ok()) return Flow::kGoOn;
+    // Every layer of a project has one size: a later DLOC can't change it.
+    if (!r.ok() || !staged.empty()) return Flow::kGoOn;
     fileWidth = w;
     fileHeight = h;
     haveDloc = true;
@@ -1401,7 +1402,7 @@ struct Loader {
         if (!r.ok()) break;
         haveDgbl = true;
         compression = c;
-        if (!haveDloc) fileWidth = w, fileHeight = h;
+        if (!haveDloc && staged.empty()) fileWidth = w, fileHeight = h;
         break;
       }
       case kDpel:

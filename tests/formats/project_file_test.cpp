@@ -445,6 +445,16 @@ TEST_F(ProjectFile, LoadFailuresSayWhatAndKeepWhatStands) {
   EXPECT_TRUE(Said("Bad file"));
   EXPECT_EQ(Snapshot(), mine);
 
+  // A picture far bigger than the file could describe is refused before any allocation.
+  Bytes8 huge = {'F', 'O', 'R', 'M', 0,   0,   0,   32,  'Q',  'D',  'P',  'P',
+                 'D', 'L', 'O', 'C', 0,   0,   0,   8,   0xFF, 0xFF, 0xFF, 0xFF,
+                 0,   0,   0,   0,   'D', 'B', 'O', 'D', 0,    0,    0,    0};
+  PutFile(Path("huge.vel"), huge);
+  g_said.clear();
+  EXPECT_EQ(LoadProject(Path("huge.vel").c_str(), false, true, true), -1);
+  EXPECT_TRUE(Said(" Not enough memory"));
+  EXPECT_EQ(Snapshot(), mine);
+
   // Cut anywhere before the first body: nothing changes. Cut later: what was read stays.
   const std::vector<Chunk> chunks = Chunks(good);
   size_t firstBody = 0, secondLayer = 0;
