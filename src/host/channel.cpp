@@ -206,8 +206,7 @@ void Accept() {
 void Sweep() {
   const int64_t now = NowMs();
   std::erase_if(g_channel.clients, [now](const std::unique_ptr<Connection>& c) {
-    if (c->fd >= 0 && Idle(*c) && (c->ended || now - c->active >= g_channel.idleMs))
-      Drop(c.get());
+    if (c->fd >= 0 && Idle(*c) && (c->ended || now - c->active >= g_channel.idleMs)) Drop(c.get());
     if (c->fd < 0) g_channel.full = false;
     return c->fd < 0;
   });

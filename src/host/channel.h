@@ -70,6 +70,7 @@ class ChannelLineReader {
       Emit(onLine);
     }
   }
+
  private:
   template <class F>
   void Emit(F& onLine) {

@@ -325,8 +325,8 @@ void PumpFeed() {
     TimedEvent& te = g_host.feed[g_host.next++];
     Queued q{std::move(te.event)};
     HostEventType t = q.event.type;
-    if (te.pressure >= 0 &&
-        (t == HostEventType::Move || t == HostEventType::ButtonDown || t == HostEventType::ButtonUp)) {
+    if (te.pressure >= 0 && (t == HostEventType::Move || t == HostEventType::ButtonDown ||
+                             t == HostEventType::ButtonUp)) {
       HostTabletPacket p;
       p.x = (q.event.x << 16) + 0x8000;
       p.y = (q.event.y << 16) + 0x8000;
@@ -408,7 +408,9 @@ bool HostWaitEvent(int timeoutMs) {
   return true;
 }
 
-void HostPushEvent(const HostEvent& event) { g_host.queue.push_back({event}); }
+void HostPushEvent(const HostEvent& event) {
+  g_host.queue.push_back({event});
+}
 
 int64_t HostMilliseconds() {
   if (g_host.virtualClock) return g_host.clock;

@@ -100,9 +100,9 @@ char g_path[kTempDirCapacity + 64];
 bool g_exitArmed = false;
 // Every signal whose default ends the process; SIGKILL cannot be caught, which is why a start
 // also clears the files of runs that have gone.
-constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGILL,    SIGTRAP, SIGABRT,
-                                  SIGBUS,  SIGFPE,  SIGUSR1, SIGSEGV,   SIGUSR2, SIGPIPE,
-                                  SIGALRM, SIGTERM, SIGXCPU, SIGXFSZ,   SIGVTALRM, SIGPROF,
+constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGILL,   SIGTRAP,   SIGABRT,
+                                  SIGBUS,  SIGFPE,  SIGUSR1, SIGSEGV,  SIGUSR2,   SIGPIPE,
+                                  SIGALRM, SIGTERM, SIGXCPU, SIGXFSZ,  SIGVTALRM, SIGPROF,
                                   SIGSYS,  SIGPWR,  SIGIO,   SIGSTKFLT};
 constexpr int kSignalCount = sizeof kEndingSignals / sizeof kEndingSignals[0];
 struct sigaction g_oldActions[kSignalCount];

@@ -24,7 +24,8 @@ TEST_F(VelaRun, ShowsThePageAndWritesItsSettings) {
 
   // The size was an option of this run; the configuration keeps its own.
   std::string config = Slurp(dir_ / "home" / "configs" / "Standard.ini");
-  for (const char* line : {"[Main]", "PageWidth=640", "PageHeight=480", "SaveConfig=1", "[SysColors]"})
+  for (const char* line :
+       {"[Main]", "PageWidth=640", "PageHeight=480", "SaveConfig=1", "[SysColors]"})
     EXPECT_THAT(config, HasSubstr(line));
   EXPECT_THAT(Slurp(dir_ / "Vela.INI"), HasSubstr("Last_Config=Standard"));
   // The home was seeded with the installed data.

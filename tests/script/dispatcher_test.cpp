@@ -127,8 +127,9 @@ TEST_F(Dispatcher, CommandFileBoundsAndUnreadableFiles) {
   fs::path dir = fs::temp_directory_path() / ("vela-bounds-" + std::to_string(getpid()));
   fs::create_directories(dir);
   const std::string fits = "qd_nop " + std::string(kWorkSize - 8, 'x');
-  std::ofstream(dir / "b.vcmd", std::ios::binary)
-      << fits << "\r\n" << fits << "\n" << fits << "x\r\nqd_getwidth";
+  std::ofstream(dir / "b.vcmd", std::ios::binary) << fits << "\r\n"
+                                                  << fits << "\n"
+                                                  << fits << "x\r\nqd_getwidth";
   std::FILE* out = std::tmpfile();
   EXPECT_EQ(RunCommandFile((dir / "b.vcmd").c_str(), out), 0);
   std::rewind(out);

@@ -9,7 +9,7 @@ namespace vela {
 namespace {
 
 TEST(FindOption, MatchesOnlyTheWholeWordInAnyCase) {
-  const char* argv[] = {"CONFIG=skipped", "pagewidth=800", "NOGAUGE", "CONFIGREXX=cmds.vec",
+  const char* argv[] = {"CONFIG=skipped", "pagewidth=800", "NOGAUGE",         "CONFIGREXX=cmds.vec",
                         "Config.vel",     "Image.png",     "ScreenOffsetX=5", "config=mine"};
   EXPECT_STREQ(FindOption(8, argv, "PageWidth"), "800");
   EXPECT_STREQ(FindOption(8, argv, "NOGAUGE"), "");
