@@ -71,6 +71,41 @@ TEST_F(Screens, PageOutputOverWindowsIsPutBackAndWindowsInFrontKeepTheirPlace) {
   EXPECT_EQ(Screen(), once);
 }
 
+TEST_F(Screens, NewWindowsCentreOnTheHintAndShowingAppliesTheStackingFlags) {
+  PositionHintX = 100, PositionHintY = 20, PositionHintSet = true;
+  Window* a = CreateWindow(100, 80, 0);
+  EXPECT_EQ(a->left, 50);
+  EXPECT_EQ(a->top, 0);  // the top is held at the screen's
+  EXPECT_EQ(a->innerWidth, 92);
+  Window* b = CreateWindow(100, 80, kWinAtBack);
+  EXPECT_EQ(b->left, (kW - 100) / 2);  // the hint served once
+  EXPECT_EQ(b->top, (kH - 80) / 2);
+  EXPECT_GT(b->serial, a->serial);
+  Window* c = CreateWindow(100, 80, kWinToFront);
+  EXPECT_EQ(Ws.frontWindow, c);  // made at the front, not shown
+  EXPECT_EQ(WindowAt(c->left + 1, c->top + 1), nullptr);
+  ShowWindow(a);
+  EXPECT_EQ(Ws.frontWindow, c);  // no flag: a keeps its place
+  ShowWindow(b);
+  EXPECT_EQ(Ws.backWindow, b);
+  WindowToFront(b);
+  EXPECT_EQ(Ws.backWindow, b);  // it never moves
+  WindowToFront(a);
+  EXPECT_EQ(Ws.frontWindow, a);
+  ShowWindow(c);
+  EXPECT_EQ(Ws.frontWindow, c);
+  WindowToBack(c);
+  EXPECT_EQ(b->next, c);  // behind all but the Window that stays at the back
+  // A shown Window beyond the edge strip of a smaller screen is pulled in at the next show.
+  MoveWindow(a, 620, 470);
+  ShowWindow(c);
+  EXPECT_EQ(a->left, kW - 30);
+  EXPECT_EQ(a->top, kH - 20);
+  for (Window* w : {a, b, c}) DeleteWindow(w);
+  EXPECT_EQ(Ws.frontWindow, nullptr);
+  EXPECT_EQ(Ws.backWindow, nullptr);
+}
+
 Gadget g_titled[] = {{.left = 0, .top = 0, .right = 15, .bottom = 15, .id = kGadDepth},
                      {.left = 20, .top = 2, .right = 80, .bottom = 19, .id = kGadTitle},
                      {}};
