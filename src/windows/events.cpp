@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 #include "host/host.h"
 #include "start/input.h"
@@ -408,17 +409,15 @@ void WindowsIdleCalls(Window* only) {
     if ((only->events & kWinWantsIdle) && only->handler) only->handler(only, nullptr, kCodeIdle);
     return;
   }
-  // A handler may close Windows: the walk starts again after each call that changed the list.
-  uint32_t done = 0;
-  for (bool again = true; again;) {
-    again = false;
-    for (Window* w = Ws.backWindow; w; w = w->next) {
-      if (w->serial <= done || !(w->events & kWinWantsIdle) || !w->handler) continue;
-      done = w->serial;
-      w->handler(w, nullptr, kCodeIdle);
-      again = true;
-      break;
-    }
+  // A handler may close or open Windows: the list is read first, and each Window is looked up
+  // again by its serial before its call.
+  std::vector<uint32_t> serials;
+  for (Window* w = Ws.backWindow; w; w = w->next)
+    if ((w->events & kWinWantsIdle) && w->handler) serials.push_back(w->serial);
+  for (uint32_t serial : serials) {
+    Window* w = Ws.backWindow;
+    while (w && w->serial != serial) w = w->next;
+    if (w && w->handler) w->handler(w, nullptr, kCodeIdle);
   }
 }
 

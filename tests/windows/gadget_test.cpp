@@ -149,6 +149,31 @@ TEST_F(Gadgets, FrameButtonsCloseAndChangeDepth) {
   EXPECT_TRUE(calls.empty());
 }
 
+TEST_F(Gadgets, IdleCallsReachTheWindowsThatAskInStackOrderAndSkipAClosedOne) {
+  static std::vector<Window*> idle;
+  static Window* victim;
+  idle.clear();
+  auto tick = [](Window* w, Gadget* g, int code) {
+    if (code == kCodeIdle && !g) idle.push_back(w);
+    if (WindowListed(victim) && w != victim) RemoveWindow(victim);
+  };
+  Window* a = Make(10, 10, 50, 50, nullptr);
+  Window* b = Make(70, 10, 50, 50, nullptr);
+  Window* c = Make(130, 10, 50, 50, nullptr);
+  Window* quiet = Make(190, 10, 50, 50, nullptr);
+  for (Window* w : {a, b, c, quiet}) w->handler = tick;
+  for (Window* w : {a, b, c}) w->events = kWinWantsIdle;
+  WindowToBack(c);  // the newest Window is now the rearmost
+  victim = b;
+  WindowsIdleCalls(nullptr);
+  EXPECT_EQ(idle, (std::vector<Window*>{c, a}));
+  idle.clear();
+  WindowsIdleCalls(quiet);  // a modal Window alone, and only if it asks
+  WindowsIdleCalls(a);
+  EXPECT_EQ(idle, (std::vector<Window*>{a}));
+  DeleteWindow(b);
+}
+
 TEST_F(Gadgets, TextFieldsTakeTheCaretAtThePointerAndReportReturn) {
   char text[16] = "ab";
   TextField tf{text, sizeof text, 0, 0};
