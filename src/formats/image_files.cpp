@@ -15,6 +15,7 @@
 #include "project/undo.h"
 #include "start/config_store.h"
 #include "start/message.h"
+#include "start/run_paths.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -322,14 +323,11 @@ bool AskOverwrite(const char* path) {
   return true;
 }
 
-int LoadImage(const char* path) {
+int LoadImageInto(const char* path, bool stretch) {
   int w = 0, h = 0;
   const int type = CheckedFileType(path, &w, &h);
   if (type < 0) return -1;
-  SaveSettings& s = CurrentSaveSettings();
-  // The different-size question takes the last answer of its "Stretch Picture" option until it
-  // can be asked.
-  const bool stretch = s.stretch != 0 && (w != Ws.pageWidth || h != Ws.pageHeight);
+  if (w == Ws.pageWidth && h == Ws.pageHeight) stretch = false;
   if (type == kFormatProject) return LoadProject(path, false, stretch, false) == 0 ? 0 : -1;
   Block* page = Ws.page;
   if (!page) return -1;
@@ -350,6 +348,54 @@ int LoadImage(const char* path) {
   else
     std::memcpy(page->data, scratch->data, static_cast<size_t>(page->width) * page->height * 4);
   MarkChanged(0, 0, page->width - 1, page->height - 1);
+  RedrawAll();
+  return 0;
+}
+
+int LoadImage(const char* path) {
+  // The different-size question takes the last answer of its "Stretch Picture" option until it
+  // can be asked.
+  return LoadImageInto(path, CurrentSaveSettings().stretch != 0);
+}
+
+namespace {
+
+std::string HoldPath() {
+  const RunPaths& p = Paths();
+  const std::string& dir = !p.fastSavePath.empty() ? p.fastSavePath : p.tempDir;
+  if (dir.empty()) return "Quadrel.tmp";
+  const bool separated = dir.back() == '/' || dir.back() == '\\';
+  return dir + (separated ? "" : "/") + "Vela.tmp";
+}
+
+bool g_held = false;
+void RemoveHeld() {
+  std::remove(HoldPath().c_str());
+}
+
+}  // namespace
+
+int Hold() {
+  if (!Ws.page) return -1;
+  // Raw 32-bit TGA keeps every pixel as it is; the file is ours alone and gone at exit.
+  SaveSettings s;
+  s.tgaCompression = 0;
+  if (SaveTga(HoldPath().c_str(), *Ws.page, s) != 0) return -1;
+  if (!g_held) std::atexit(RemoveHeld);
+  g_held = true;
+  return 0;
+}
+
+int Fetch(bool quiet) {
+  std::vector<uint8_t> bytes;
+  if (!g_held || !Ws.page || ReadWholeFile(HoldPath().c_str(), &bytes) != ReadStatus::kOk) {
+    if (!quiet) Message("Nothing to fetch!");
+    return -1;
+  }
+  SaveUndo();
+  MarkUndo(0, "Fetch");
+  if (LoadTga(bytes, Ws.page) != 0) return -1;
+  MarkChanged(0, 0, Ws.page->width - 1, Ws.page->height - 1);
   RedrawAll();
   return 0;
 }

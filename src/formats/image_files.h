@@ -20,8 +20,15 @@ void SetExtension(std::string* path);
 // True when the save may go on. Until the Requesters exist the question takes its first answer.
 bool AskOverwrite(const char* path);
 
-// Loads a picture or a project into the current image; 0, or -1 after its message.
+// Loads a picture or a project into the current image, stretched to the page or placed at its
+// top left; 0, or -1 after its message. LoadImage takes the "Stretch Picture" setting.
+int LoadImageInto(const char* path, bool stretch);
 int LoadImage(const char* path);
+
+// Keeps the current image in a file of the run, and brings it back ("Nothing to fetch!" unless
+// quiet). 0 or -1.
+int Hold();
+int Fetch(bool quiet);
 // Saves the composed page in the current mode; 0, or -1 after its message.
 int SaveImage(const char* path);
 

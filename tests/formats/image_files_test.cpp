@@ -1,7 +1,12 @@
 // The save mode word of scripts and the extension a save gets.
+#include <cstring>
+
+#include "formats/file_commands.h"
 #include "formats/image_files.h"
 #include "formats_fixture.h"
 #include "pixels/primitives.h"
+#include "script/dispatcher.h"
+#include "start/run_paths.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -76,14 +81,19 @@ class LoadIntoPage : public FormatsTest {
     Ws.pageWidth = 6;
     Ws.pageHeight = 5;
     CurrentSaveSettings() = SaveSettings{};
+    savedPaths_ = Paths();
+    Paths().fastSavePath.clear();
+    Paths().tempDir = dir_.string() + "/";  // Hold keeps its file here
   }
   void TearDown() override {
+    Paths() = savedPaths_;
     Ws = saved_;
     CurrentSaveSettings() = SaveSettings{};
     FormatsTest::TearDown();
   }
   BlockPtr page_;
   Workspace saved_;
+  RunPaths savedPaths_;
 };
 
 TEST_F(LoadIntoPage, APictureReplacesTheImageABadFileLeavesIt) {
@@ -112,6 +122,40 @@ TEST_F(LoadIntoPage, APictureReplacesTheImageABadFileLeavesIt) {
   EXPECT_EQ(page_->Row(1)[2], small->Row(1)[2]);
   EXPECT_EQ(page_->Row(2)[2], 7u);
   EXPECT_EQ(page_->Row(1)[3], 7u);
+}
+
+}  // namespace
+}  // namespace vela
+
+namespace vela {
+namespace {
+
+std::string Command(const std::string& line) {
+  CommandRecord r{};
+  r.command = line.c_str();
+  ExecuteCommand(&r);
+  return r.result;
+}
+
+TEST_F(LoadIntoPage, FileCommandsLoadSaveReportAndHold) {
+  static const bool added = AddFileCommands();
+  ASSERT_TRUE(added);
+  EXPECT_EQ(Command("qd_loadpic"), "ERROR -1");
+  EXPECT_EQ(Command("qd_savemode tga non"), "deep");
+  BlockPtr pic = OpaquePicture(6, 5);
+  std::memcpy(page_->data, pic->data, 6 * 5 * 4);
+  const std::string path = Path("my pic.tga");
+  EXPECT_EQ(Command("qd_savepic \"" + path + "\""), "");
+  EXPECT_EQ(Command("qd_fileinfo \"" + path + "\""), "6 5 1");
+  EXPECT_EQ(Command("qd_layerhold"), "");
+  EXPECT_TRUE(std::filesystem::exists(Path("Vela.tmp")));
+  FillBlock(page_.get(), 3);
+  EXPECT_EQ(Command("qd_loadimage \"" + path + "\" STRETCH"), "");
+  EXPECT_EQ(std::memcmp(page_->data, pic->data, 6 * 5 * 4), 0);
+  FillBlock(page_.get(), 3);
+  EXPECT_EQ(Command("qd_layerfetch"), "");
+  EXPECT_EQ(std::memcmp(page_->data, pic->data, 6 * 5 * 4), 0);
+  EXPECT_EQ(Command("qd_loadlayer \"" + Path("none.tga") + "\""), "ERROR -1");
 }
 
 }  // namespace
