@@ -199,6 +199,9 @@ int FileTypeOfBytes(Bytes f, const char* path, int* width, int* height) {
       number = kFormatProject;
     else if (FormType(f, "ILBM") || FormType(f, "PBM ") || FormType(f, "RGB8"))
       number = kFormatIlbm;
+    // A project is known by its type alone and loaded by the project reader, which reads its
+    // own size; DEEP and the ILBM family wait for their coders.
+    if (number == kFormatProject) return number;
     if (number >= 0) {
       const FormatCoder* c = CoderFor(number);
       return c ? Sized(c, f, number, pw, ph) : -1;
