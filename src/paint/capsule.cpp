@@ -1,4 +1,4 @@
-// Exact-area coverage of the convex hull of two discs, slab by slab.
+// Coverage of the convex hull of two discs, slab by slab, in 8.8 arithmetic.
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -13,8 +13,6 @@ namespace vela {
 namespace {
 
 constexpr double kTiny = 0.0001;
-constexpr double kPi = 3.14159265358979323846;
-constexpr int32_t kUnit = 255 * 256;  // one whole pixel of area in the accumulator
 
 struct Disc {
   double x, y, r;
@@ -57,61 +55,67 @@ bool Extent(const Shape& s, double y, double* left, double* right) {
   return true;
 }
 
-// Integral of a ramp rising from 0 at p to 1 at q and staying at 1, from -inf to x.
-inline double RampArea(double x, double p, double q) {
-  if (x <= p) return 0;
-  if (q - p < 1e-12) return x - p;
-  if (x <= q) return (x - p) * (x - p) / (2 * (q - p));
-  return (q - p) * 0.5 + (x - q);
-}
-
 struct Row {
-  int32_t* acc;  // index 0 is page x = -kCoverageLead
+  int32_t* acc;  // coverage in 1/256 steps; index 0 is page x = -kCoverageLead
   int width;     // entries
   int lo, hi;    // touched, inclusive
 };
 
-// One slab: left boundary from l0 to l1, right from r0 to r1, height h (pixels).
-void AddSlab(Row& row, double l0, double l1, double r0, double r1, double h) {
-  double a = std::min(l0, l1), b = std::max(l0, l1);
-  double c = std::min(r0, r1), d = std::max(r0, r1);
-  if (d <= a) return;
-  int first = static_cast<int>(std::floor(a)) + kCoverageLead;
-  int last = static_cast<int>(std::ceil(d)) - 1 + kCoverageLead;
+int64_t Fix(double v) {
+  return static_cast<int64_t>(std::floor(v * 65536));
+}
+
+// 8.8 width of [u0, u1] within the pixel that starts at x0: from inside it to its right edge,
+// from its left edge to inside it, both inside, or the whole pixel.
+int64_t Width8(int64_t u0, int64_t u1, int64_t x0) {
+  bool in0 = u0 > x0, in1 = u1 < x0 + 0x10000;
+  if (in0 && in1) return (u1 - u0 + 128) >> 8;
+  if (in0) return (0x10080 - (u0 - x0)) >> 8;
+  if (in1) return (((u1 - x0) & 0xFF80) + 128) >> 8;
+  return 256;
+}
+
+// One slab of height h over the four boundary positions (16.16): the coverage rises from 0 to h
+// over [a, b], stays h to c and falls to 0 at d; each pixel takes its area in 8.8 arithmetic.
+void AddSlab(Row& row, int64_t l0, int64_t l1, int64_t r0, int64_t r1, int64_t h) {
+  if (h > 0x10000) h &= 0xFFFF;
+  if (h < -0x10000) h = -0x10000;
+  int64_t v[4] = {l0, l1, r0, r1};
+  std::sort(v, v + 4);
+  const int64_t a = v[0], b = v[1], c = v[2], d = v[3];
+  if (a == d || h <= 0) return;  // a slab of no height adds nothing once clamped
+  const int64_t rise = b > a ? static_cast<int64_t>(static_cast<double>(h) / (b - a) * 65536) : 0;
+  const int64_t fall = d > c ? static_cast<int64_t>(static_cast<double>(h) / (d - c) * 65536) : 0;
+  const int64_t height = (h + 128) >> 8;
+  auto h8 = [h](int64_t v) { return (std::min(v, h) + 128) >> 8; };
+  int first = static_cast<int>((a >> 16) + kCoverageLead);
+  int last = static_cast<int>(((d - 1) >> 16) + kCoverageLead);
   first = std::max(first, 0);
   last = std::min(last, row.width - 1);
   if (first > last) return;
   row.lo = std::min(row.lo, first);
   row.hi = std::max(row.hi, last);
-  const double scale = h * kUnit;
-  const int32_t full = static_cast<int32_t>(scale + 0.5);
   for (int i = first; i <= last; ++i) {
-    double x0 = i - kCoverageLead, x1 = x0 + 1;
-    if (x0 >= b && x1 <= c) {
-      row.acc[i] += full;
-      continue;
+    const int64_t x0 = static_cast<int64_t>(i - kCoverageLead) << 16, x1 = x0 + 0x10000;
+    // Adds keep eight bits below the coverage unit until the row is handed out, so that two
+    // slabs that fill a pixel between them give it 255, not 254.
+    int64_t add;
+    if (b <= x0 && c >= x1) {
+      add = h * 255 >> 8;
+    } else {
+      int64_t area = 0;  // 8.8 by 8.8
+      int64_t u0 = std::max(a, x0), u1 = std::min(b, x1);
+      if (u1 > u0)
+        area += Width8(u0, u1, x0) * (h8(rise * (u0 - a) >> 16) + h8(rise * (u1 - a) >> 16)) / 2;
+      u0 = std::max(b, x0), u1 = std::min(c, x1);
+      if (u1 > u0) area += Width8(u0, u1, x0) * height;
+      u0 = std::max(c, x0), u1 = std::min(d, x1);
+      if (u1 > u0)
+        area += Width8(u0, u1, x0) * (h8(fall * (d - u0) >> 16) + h8(fall * (d - u1) >> 16)) / 2;
+      add = area * 255 >> 8;
     }
-    double area =
-        (RampArea(x1, a, b) - RampArea(x0, a, b)) - (RampArea(x1, c, d) - RampArea(x0, c, d));
-    row.acc[i] += static_cast<int32_t>(area * scale + 0.5);
+    row.acc[i] += static_cast<int32_t>(std::clamp<int64_t>(add, 0, 255 << 8));
   }
-}
-
-// Heights at which a boundary piece begins or ends, and enough points on each arc that a chord
-// between neighbours stays within 1/64 pixel of it.
-void Breaks(const Shape& s, std::vector<double>& ys) {
-  ys.clear();
-  for (int i = 0; i < s.discs; ++i) {
-    const Disc& d = s.disc[i];
-    double step = std::sqrt(1.0 / (32.0 * std::max(d.r, 0.01)));
-    int n = std::max(8, static_cast<int>(std::ceil(kPi / step)));
-    for (int k = 0; k <= n; ++k) ys.push_back(d.y + d.r * std::cos(kPi * k / n));
-  }
-  for (int i = 0; i < s.edges; ++i) {
-    ys.push_back(s.edge[i][1]);
-    ys.push_back(s.edge[i][3]);
-  }
-  std::sort(ys.begin(), ys.end());
 }
 
 void BuildShape(double x0, double y0, double r0, double x1, double y1, double r1, Shape* s) {
@@ -156,46 +160,61 @@ void BuildShape(double x0, double y0, double r0, double x1, double y1, double r1
 }  // namespace
 
 int RasteriseCapsule(double x0, double y0, double r0, double x1, double y1, double r1,
-                     int pageWidth, int pageHeight, CoverageSink sink, void* user) {
+                     int pageWidth, int pageHeight, CoverageSink sink, void* user, bool upward) {
   std::vector<int32_t> acc;
   std::vector<uint8_t> bytes;
-  std::vector<double> ys;
   try {
     acc.assign(static_cast<size_t>(pageWidth) + kCoverageSlack, 0);
     bytes.assign(static_cast<size_t>(pageWidth) + kCoverageSlack, 0);
-    ys.reserve(512);
   } catch (const std::bad_alloc&) {
     Message(" Not enough memory");
     return -1;
   }
   Shape s;
   BuildShape(x0, y0, r0, x1, y1, r1, &s);
-  Breaks(s, ys);
+  // A slab ends where an arc or a tangent edge begins or ends, and at the rows' edges. Each disc
+  // is four arcs, so that a boundary within a slab runs one way only.
+  int64_t breaks[10];
+  int nBreaks = 0;
+  for (int i = 0; i < s.discs; ++i) {
+    breaks[nBreaks++] = Fix(s.disc[i].y - s.disc[i].r);
+    breaks[nBreaks++] = Fix(s.disc[i].y);
+    breaks[nBreaks++] = Fix(s.disc[i].y + s.disc[i].r);
+  }
+  if (s.edges) {  // the tangent points: the ends of edges 0 and 2
+    for (int i : {0, 2}) {
+      breaks[nBreaks++] = Fix(s.edge[i][1]);
+      breaks[nBreaks++] = Fix(s.edge[i][3]);
+    }
+  }
+  std::sort(breaks, breaks + nBreaks);
+  const int64_t top = Fix(s.top), bottom = Fix(s.bottom);
+  const int yFirst = static_cast<int>(std::max<int64_t>(0, top >> 16));
+  const int yLast = static_cast<int>(std::min<int64_t>(pageHeight - 1, (bottom - 1) >> 16));
   Row row{acc.data(), static_cast<int>(acc.size()), 0, 0};
-  int yFirst = std::max(0, static_cast<int>(std::floor(s.top)));
-  int yLast = std::min(pageHeight - 1, static_cast<int>(std::floor(s.bottom)));
-  size_t next = 0;
-  for (int y = yFirst; y <= yLast; ++y) {
+  for (int n = 0; n <= yLast - yFirst; ++n) {
     if (BreakFlag) return -1;
+    const int y = upward ? yLast - n : yFirst + n;
     row.lo = row.width;
     row.hi = -1;
-    double ya = std::max<double>(y, s.top);
-    double yEnd = std::min<double>(y + 1, s.bottom);
-    while (next < ys.size() && ys[next] <= ya) ++next;
+    const int64_t yEnd = std::min(static_cast<int64_t>(y + 1) << 16, bottom);
+    int64_t ya = std::max(static_cast<int64_t>(y) << 16, top);
     double la = 0, ra = 0;
-    bool haveA = Extent(s, ya, &la, &ra);
+    bool haveA = Extent(s, ya / 65536.0, &la, &ra);
+    const int64_t* next = std::upper_bound(breaks, breaks + nBreaks, ya);
     while (ya < yEnd) {
-      double yb = next < ys.size() && ys[next] < yEnd ? ys[next] : yEnd;
-      double lb, rb;
-      bool haveB = Extent(s, yb, &lb, &rb);
-      if (!haveA && haveB) la = ra = (lb + rb) / 2;  // grazing a rim: the slab starts at a point
-      if (haveB && yb > ya) AddSlab(row, la, lb, ra, rb, yb - ya);
+      int64_t yb = next < breaks + nBreaks && *next < yEnd ? *next++ : yEnd;
+      double lb = 0, rb = 0;
+      bool haveB = Extent(s, yb / 65536.0, &lb, &rb);
+      // Grazing a pole: the slab begins or ends at a point.
+      if (!haveA && haveB) la = ra = (lb + rb) / 2;
+      if (haveA && !haveB) lb = rb = (la + ra) / 2;
+      if (haveA || haveB) AddSlab(row, Fix(la), Fix(lb), Fix(ra), Fix(rb), yb - ya);
       ya = yb, la = lb, ra = rb, haveA = haveB;
-      while (next < ys.size() && ys[next] <= ya) ++next;
     }
     if (row.hi < row.lo) continue;
     for (int i = row.lo; i <= row.hi; ++i) {
-      bytes[i] = static_cast<uint8_t>(std::clamp((acc[i] + 128) >> 8, 0, 255));
+      bytes[i] = static_cast<uint8_t>(std::min((acc[i] + 128) >> 8, 255));
       acc[i] = 0;
     }
     sink(row.lo - kCoverageLead, y, row.hi - row.lo + 1, bytes.data() + row.lo, user);

@@ -140,8 +140,10 @@ void MoveCursor(Brush* b, int x, int y) {
   Rect old = BrushRect(b);
   b->cursorX = x - b->handleX;
   b->cursorY = y - b->handleY;
+  // Only the parts of the old rectangle that the new brush does not paint over: four strips at
+  // most. The new rectangle's margin is not painted, so it is repaired with the rest.
   Rect now = BrushRect(b);
-  // Only the parts of the old rectangle that the new one leaves: four strips at most.
+  now = {now.x0 + 1, now.y0 + 1, now.x1 - 1, now.y1 - 1};
   int ya = std::max(old.y0, now.y0), yb = std::min(old.y1, now.y1);
   if (ya >= yb || old.x1 <= now.x0 || now.x1 <= old.x0) {
     Repair(old);

@@ -42,7 +42,9 @@ const char* DrawModeLabel(int number);        // "GNAC GNAC" outside the table
 int DrawModeFromKeyword(const char* word);    // any case; -1 when unknown
 bool DrawModeNeedsSpare(int number);
 
-// Sets the mode; false (and nothing changed) for Merge or Impress without a Spare.
+// The mode is Ws.drawMode, state of the run alone: every run and every new page size start in
+// Color, so no setting keeps it. Sets the mode; false (and nothing changed) for Merge or Impress
+// without a Spare.
 bool SetDrawMode(int number);
 // The mode a DrawMode... action moves to from the current one; -1 for an unknown action.
 int DrawModeAfterAction(const char* action, int current);

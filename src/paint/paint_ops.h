@@ -29,7 +29,8 @@ struct PlotOperations {
 };
 // False for the modes without a thin line (Colorize, Tint).
 bool SelectPlotOperations(bool erase, PlotOperations* out);
-// The thin line reads its Smear pixel once at the start of each line.
-void BeginThinLine(int x0, int y0);
+// The thin line reads its Smear pixel once at the start of each line, and at the first of a
+// stroke the Impress colour; (x0, y0) is the brush's top-left there.
+void BeginThinLine(const Brush& brush, int x0, int y0);
 
 }  // namespace vela

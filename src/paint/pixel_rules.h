@@ -115,10 +115,11 @@ inline Pixel StampImage(Pixel d, Pixel colour, int k) {
   return out | static_cast<Pixel>(T(Alpha(d), 255 - k) + k) << 24;
 }
 
-// Paint under what is there. full: the pass runs at opacity 255, where f is 255 - a.
-inline Pixel Behind(Pixel d, Pixel colour, int k, bool full, bool imageAlpha) {
+// Paint under what is there. At full coverage and opacity f is 255 - a; a soft edge stays soft
+// at opacity 255, so 254 and 255 give the same picture.
+inline Pixel Behind(Pixel d, Pixel colour, int k, bool imageAlpha) {
   int a = Alpha(d);
-  int f = full ? 255 - a : T(255 - a, k);
+  int f = T(255 - a, k);
   if (f == 0) return d;
   if (f == 255) return colour;
   Pixel out = 0;

@@ -75,12 +75,7 @@ bool RuleGrain(const Block* page, int x, int y, Pixel, int k, Pixel* out) {
   return true;
 }
 bool RuleImpress(const Block* page, int x, int y, Pixel, int k, Pixel* out) {
-  if (!Stroke.impressValid) {
-    const Block* spare = Ws.spare;
-    if (!spare || x >= spare->width || y >= spare->height) return false;
-    Stroke.impressColour = UnpremultipliedMean(spare->Row(y)[x]);
-    Stroke.impressValid = true;
-  }
+  if (!Stroke.impressValid) return false;
   *out = Lerp(page->Row(y)[x], Stroke.impressColour, k);
   return true;
 }
@@ -132,6 +127,25 @@ void PlotPair(int x0, int y0, int x1, int y1, int coverage, int opacity, Pixel c
   Plot<R>(x0, y0, colour, opacity * (255 - coverage) / 255);
 }
 
+// Pantograph reads both sources before it writes either pixel of the pair.
+template <>
+void PlotPair<RulePantograph>(int x0, int y0, int x1, int y1, int coverage, int opacity,
+                              Pixel colour) {
+  Block* page = Ws.page;
+  if (!page) return;
+  auto on = [page](int x, int y) {
+    return x >= 0 && y >= 0 && x < page->width && y < page->height;
+  };
+  Pixel p1 = 0, p0 = 0;
+  bool w1 = on(x1, y1) && RulePantograph(page, x1, y1, colour, opacity * coverage / 255, &p1);
+  bool w0 =
+      on(x0, y0) && RulePantograph(page, x0, y0, colour, opacity * (255 - coverage) / 255, &p0);
+  if (w1) page->Row(y1)[x1] = p1;
+  if (w0) page->Row(y0)[x0] = p0;
+  if (Draw.showRect && w1) Draw.showRect(x1, y1, 1, 1);
+  if (Draw.showRect && w0) Draw.showRect(x0, y0, 1, 1);
+}
+
 struct PlotRow {
   int mode;  // -1: the erase flag
   PlotPixelFn pixel;
@@ -172,7 +186,15 @@ bool SelectPlotOperations(bool erase, PlotOperations* out) {
   return false;
 }
 
-void BeginThinLine(int x0, int y0) {
+void BeginThinLine(const Brush& brush, int x0, int y0) {
+  // Impress takes its colour as a StampPass does: the Spare's mean under the brush placed half
+  // its size on from the stroke's first corner.
+  const Block* spare = Ws.spare;
+  if (Ws.drawMode == DrawImpress && !Stroke.impressValid && spare) {
+    Stroke.impressColour = UnpremultipliedMean(
+        MeanUnderBrush(brush, spare, x0 + brush.width / 2, y0 + brush.height / 2));
+    Stroke.impressValid = true;
+  }
   const Block* page = Ws.page;
   Stroke.lineSmearValid = page && x0 >= 0 && y0 >= 0 && x0 < page->width && y0 < page->height;
   if (Stroke.lineSmearValid) Stroke.lineSmear = page->Row(y0)[x0];

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "paint/pixel_rules.h"
+#include "pixels/blend.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -19,9 +20,9 @@
 namespace vela {
 
 namespace {
-bool g_simd = std::getenv("VELA_NO_SIMD") == nullptr;
+bool g_simd = SimdAllowed();
 #if VELA_PAINT_AVX2
-bool g_avx2 = __builtin_cpu_supports("avx2") && std::getenv("VELA_NO_AVX2") == nullptr;
+bool g_avx2 = __builtin_cpu_supports("avx2") && Avx2Allowed();
 #else
 bool g_avx2 = false;
 #endif
@@ -174,15 +175,20 @@ void SetPaintAvx2(bool on) {
   g_avx2 = on && __builtin_cpu_supports("avx2");
 #endif
 }
+void SelectPaintLayers() {
+  g_simd = SimdAllowed();
+  SetPaintAvx2(Avx2Allowed());
+}
 
 void CoverageRow(uint8_t* k, const uint8_t* m, int n, int opacity) {
-  if (opacity >= 255) {
+  opacity = std::clamp(opacity, 0, 255);
+  if (opacity == 255) {
     std::memcpy(k, m, n);
     return;
   }
   int i = 0;
 #if VELA_PAINT_AVX2
-  if (g_simd && g_avx2 && opacity >= 0) i = CoverageAvx2(k, m, n, opacity);
+  if (g_simd && g_avx2) i = CoverageAvx2(k, m, n, opacity);
 #endif
 #if VELA_PAINT_SSE2
   if (g_simd) {
@@ -453,13 +459,12 @@ VELA_AVX2 int WetMixAvx2(Pixel* d, const Pixel* b, const Pixel* s, const uint8_t
 
 void WetAccumulateRow(uint8_t* w, const uint8_t* m, int n, int opacity, bool additive) {
   int i = 0;
-  // Opacity outside 0..255 reads the table as it stands; leave that to the plain loop.
-  bool fast = g_simd && opacity >= 0 && (additive || opacity <= 255);
+  opacity = std::clamp(opacity, 0, 255);
 #if VELA_PAINT_AVX2
-  if (fast && g_avx2) i = AccumulateAvx2(w, m, n, opacity, additive);
+  if (g_simd && g_avx2) i = AccumulateAvx2(w, m, n, opacity, additive);
 #endif
 #if VELA_PAINT_SSE2
-  if (fast) {
+  if (g_simd) {
     const __m128i o = _mm_set1_epi16(static_cast<short>(opacity));
     for (; i + 16 <= n; i += 16) {
       __m128i mv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m + i));

@@ -1,7 +1,7 @@
 // Row loops that carry most of the painting, with SSE2 forms that give the same bytes as the
-// per-pixel rules. SetPaintSimd(false), or VELA_NO_SIMD in the environment, runs the plain ones;
-// coverage paint, the cross filter and the wet loops also have AVX2 forms, off with
-// SetPaintAvx2(false) or VELA_NO_AVX2.
+// per-pixel rules. SetPaintSimd(false), or VELA_NO_SIMD=1 in the environment, runs the plain
+// ones; coverage paint, the cross filter and the wet loops also have AVX2 forms, off with
+// SetPaintAvx2(false) or VELA_NO_AVX2=1. The environment is read as the blends read it.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,9 @@ namespace vela {
 void SetPaintSimd(bool on);
 bool PaintSimd();
 void SetPaintAvx2(bool on);  // only where the processor has it
+void SelectPaintLayers();    // from the environment, as at start
 
+// Opacities and levels are held to 0..255 before they reach a table.
 void CoverageRow(uint8_t* k, const uint8_t* m, int n, int opacity);  // k = T[m][opacity]
 void CoverRow(Pixel* d, const uint8_t* k, int n, Pixel colour);      // coverage paint
 void EraseRow(Pixel* d, const uint8_t* k, int n);

@@ -135,7 +135,7 @@ void SpanBehind(int x, int y, int length, const uint8_t* cov) {
   int o = g_span.opacity;
   PerPixel(x, y, length, cov, [c, o](Pixel d, int m) {
     int k = T(Raised<kRaised>(m), o);
-    return k ? Behind(d, c, k, false, false) : d;
+    return k ? Behind(d, c, k, false) : d;
   });
 }
 template <bool kRaised>
@@ -161,15 +161,21 @@ void SpanPantograph(int x, int y, int length, const uint8_t* cov) {
   Block* page = Ws.page;
   int dx = Draw.pantoX, dy = Draw.pantoY;
   if (!page || y + dy < 0 || y + dy >= page->height) return;
-  // Clip by the source row as well, then blend pixel by pixel in page order.
+  // Clip by the source row as well.
   int x0 = std::max({x, 0, -dx}), x1 = std::min({x + length, page->width, page->width - dx});
   if (y < 0 || y >= page->height || x1 <= x0) return;
   Pixel* d = page->Row(y);
   const Pixel* s = page->Row(y + dy) + dx;
-  for (int px = x0; px < x1; ++px) {
+  auto blend = [&](int px) {
     int k = T(cov[px - x], g_span.opacity);
     if (k) d[px] = Mix(d[px], s[px], k);
-  }
+  };
+  // Within its own row the walk runs away from the source, so no source pixel is read after
+  // this span wrote it; other rows come in an order the rasteriser keeps.
+  if (dy == 0 && dx < 0)
+    for (int px = x1 - 1; px >= x0; --px) blend(px);
+  else
+    for (int px = x0; px < x1; ++px) blend(px);
   Show(x0, y, x1 - x0, 1);
 }
 

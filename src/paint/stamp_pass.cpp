@@ -34,6 +34,11 @@ struct CovMask {
     CoverageRow(k, m, n, o);
   }
 };
+struct CovHardScaled {  // a hard disc whose paint still follows opacity: k = T[255][o] = o
+  static void Row(uint8_t* k, const uint8_t* m, const Pixel*, int n, int o) {
+    for (int i = 0; i < n; ++i) k[i] = m[i] ? static_cast<uint8_t>(o) : 0;
+  }
+};
 struct CovFlag {  // modes on which strength and opacity have no effect
   static void Row(uint8_t* k, const uint8_t* m, const Pixel*, int n, int) {
     std::copy(m, m + n, k);
@@ -77,7 +82,6 @@ enum class Src { None, Brush, Spare };
 struct Ctx {
   Pixel colour;
   int opacity;
-  bool full;
   unsigned noise;
 };
 
@@ -113,14 +117,14 @@ struct KStampImage : KBase {
 struct KBehind : KBase {
   static void Row(Pixel* d, const uint8_t* k, const Pixel*, int n, Ctx& c) {
     for (int i = 0; i < n; ++i)
-      if (k[i]) d[i] = Behind(d[i], c.colour, k[i], c.full, false);
+      if (k[i]) d[i] = Behind(d[i], c.colour, k[i], false);
   }
 };
 struct KBehindImage : KBase {
   static constexpr Src kSrc = Src::Brush;
-  static void Row(Pixel* d, const uint8_t* k, const Pixel* s, int n, Ctx& c) {
+  static void Row(Pixel* d, const uint8_t* k, const Pixel* s, int n, Ctx&) {
     for (int i = 0; i < n; ++i)
-      if (k[i]) d[i] = Behind(d[i], s[i], k[i], c.full, true);
+      if (k[i]) d[i] = Behind(d[i], s[i], k[i], true);
   }
 };
 struct KReplace : KBase {
@@ -188,7 +192,7 @@ int Loop(const Brush& b, const uint8_t* plane, Block* dst, int x, int y, Pixel c
   }
   if (K::kSrc == Src::Brush && !b.pixels) return -1;
   if (r.Empty()) return 0;
-  Ctx ctx{colour, opacity, opacity >= 255, 0};
+  Ctx ctx{colour, opacity, 0};
   uint8_t k[kChunk];
   for (int py = r.y0; py < r.y1; ++py) {
     K::BeginRow(ctx);
@@ -247,7 +251,7 @@ int Plain(const Brush& b, Block* dst, int x, int y, Pixel colour, bool, int opac
 
 template <class Cov, bool kPencil = false>
 int ColorImagePass(const Brush& b, Block* dst, int x, int y, Pixel colour, bool, int opacity) {
-  int f = opacity * Draw.power / 255;
+  int f = opacity * std::clamp(Draw.power, 0, 255) / 255;
   return Loop<Cov, KColorImage>(b, PassPlane<kPencil>(b, f), dst, x, y, colour, f);
 }
 
@@ -337,6 +341,8 @@ int SmoothPass(const Brush& b, Block* dst, int x, int y, Pixel, bool, int opacit
 template <class Cov, bool kPencil = false, bool kPen = false>
 int PantographPass(const Brush& b, Block* dst, int x, int y, Pixel, bool, int opacity) {
   if (kPen) opacity = 255;
+  Block* under = b.under;
+  if (!under || under->width != b.width || under->height != b.height) return -1;
   const uint8_t* plane = PassPlane<kPencil, true>(b, opacity);
   if (!plane) return -1;
   int dx = Draw.pantoX, dy = Draw.pantoY;
@@ -346,17 +352,20 @@ int PantographPass(const Brush& b, Block* dst, int x, int y, Pixel, bool, int op
   r.x1 = std::min(r.x1, dst->width - dx);
   r.y1 = std::min(r.y1, dst->height - dy);
   if (r.Empty()) return 0;
+  // The source as it stood before the pass: an offset smaller than the brush would otherwise
+  // read what this pass has just written.
+  for (int py = r.y0; py < r.y1; ++py) {
+    const Pixel* src = dst->Row(py + dy) + dx;
+    std::copy(src + r.x0, src + r.x1, under->Row(py - y) + (r.x0 - x));
+  }
   uint8_t k[kChunk];
   for (int py = r.y0; py < r.y1; ++py) {
-    Pixel* drow = dst->Row(py);
-    const Pixel* srow = dst->Row(py + dy) + dx;
+    const Pixel* srow = under->Row(py - y) - x;
     const uint8_t* mrow = plane + static_cast<ptrdiff_t>(py - y) * b.width - x;
     for (int px = r.x0; px < r.x1; px += kChunk) {
       int n = std::min(kChunk, r.x1 - px);
       Cov::Row(k, mrow + px, nullptr, n, opacity);
-      // Source and destination may overlap: pixel by pixel, in page order.
-      for (int i = 0; i < n; ++i)
-        if (k[i]) drow[px + i] = Mix(drow[px + i], srow[px + i], k[i]);
+      MixRow(dst->Row(py) + px, srow + px, k, n);
     }
   }
   return 0;
@@ -377,12 +386,13 @@ struct PassRow {
   StampOperation op[kColumns];
 };
 
-template <class K>
-constexpr PassRow MaskRow(int mode) {  // colour modes with mask coverage throughout
+// Erase follows opacity on a Pen disc as well, as the Pen's spans and the wet pass do.
+constexpr PassRow EraseRow(int mode) {
+  using K = KErase;
   return {mode,
-          {Plain<CovHard, K, false, true>, Plain<CovMask, K, false, true>, Plain<CovMask, K>,
-           Plain<ChalkWhole, K>, Plain<CovMask, K, true>, Plain<CovMask, K>, Plain<CovMask, K>,
-           Plain<ChalkWhole, K>, Plain<CovMask, K, true>}};
+          {Plain<CovHardScaled, K>, Plain<CovMask, K>, Plain<CovMask, K>, Plain<ChalkWhole, K>,
+           Plain<CovMask, K, true>, Plain<CovMask, K>, Plain<CovMask, K>, Plain<ChalkWhole, K>,
+           Plain<CovMask, K, true>}};
 }
 
 template <class K, bool kTextures>
@@ -457,14 +467,14 @@ const PassRow kPassRows[] = {
       Plain<CovMask, KBehind>, Plain<ChalkMask, KBehind>, Plain<CovMask, KBehind, true>,
       Plain<CovAlpha, KBehindImage>, Plain<CovAlpha, KBehindImage>, Plain<ChalkMask, KBehindImage>,
       Plain<CovMask, KBehindImage, true>}},
-    MaskRow<KErase>(DrawErase),
+    EraseRow(DrawErase),
     {DrawReplace,
      {Plain<CovHard, KReplace, false, true>, Plain<CovMask, KReplace, false, true>,
       Plain<CovMask, KReplace>, Plain<ChalkMask, KReplace>, Plain<CovMask, KReplace, true>,
       Plain<CovAlphaTwice, KReplaceImage>, Plain<CovAlphaTwice, KReplaceImage>,
       Plain<ChalkMask, KReplaceImage>, Plain<CovMask, KReplaceImage, true>}},
     DriverRow<PantographDriver>(DrawPantograph),
-    MaskRow<KErase>(-1),
+    EraseRow(-1),
 };
 
 Column ColumnFor(const Brush& b) {

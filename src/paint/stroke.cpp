@@ -11,6 +11,8 @@
 #include "paint/pressure.h"
 #include "paint/wet.h"
 #include "pixels/display.h"
+#include "project/compose.h"
+#include "project/undo.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/message.h"
@@ -200,13 +202,24 @@ void ClearDirty() {
   Dirty = DirtyRect{};
 }
 
+namespace {
+
+// Undo swaps this rectangle: it holds every pixel a primitive may change, and no more than the
+// page.
+void MarkDirtyOnPage(const Block* page, int x0, int y0, int x1, int y1) {
+  x0 = std::max(x0, 0), y0 = std::max(y0, 0);
+  x1 = std::min(x1, page->width - 1), y1 = std::min(y1, page->height - 1);
+  if (x0 > x1 || y0 > y1) return;
+  MarkDirty(x0, y0, x1, y1);
+  if (page == Ws.page) MarkChanged(x0, y0, x1, y1);  // what undo will exchange
+}
+
+}  // namespace
+
 void FillToDisplay(int x, int y, int width, int height) {
   const Block* page = Ws.page;
   if (!page || Ws.noPage) return;
-  int x0 = std::max(x, 0), y0 = std::max(y, 0);
-  int x1 = std::min(x + width, page->width), y1 = std::min(y + height, page->height);
-  if (x1 <= x0 || y1 <= y0) return;
-  BlitBand(page, x0, y0, Ws.pageX + x0, Ws.pageY + y0, x1 - x0, y1 - y0);
+  ShowPage(x, y, width, height);  // composed with the layers around the current one
 }
 
 // ---- Stamping ---------------------------------------------------------------------------------
@@ -216,6 +229,7 @@ namespace {
 int Pass(StampOperation op, const Brush& b, Block* page, int x, int y, Pixel colour, bool erase,
          int opacity) {
   ++Stamp;
+  opacity = std::clamp(opacity, 0, 255);
   if (Wet.on && WetStampPass(b, page, x, y, colour, erase, opacity) == 0) return 0;
   return op ? op(b, page, x, y, colour, erase, opacity) : -1;
 }
@@ -225,8 +239,8 @@ int Pass(StampOperation op, const Brush& b, Block* page, int x, int y, Pixel col
 int StampOnce(Brush* brush, Block* page, int x, int y, Pixel colour, int erase, int opacity) {
   if (!brush || !page) return -1;
   StampOperation op = SelectStampOperation(*brush, erase != 0);
-  int r = Pass(op, *brush, page, x, y, colour, erase != 0, std::max(opacity, 0));
-  MarkDirty(x, y, x + brush->width, y + brush->height);
+  int r = Pass(op, *brush, page, x, y, colour, erase != 0, opacity);
+  MarkDirtyOnPage(page, x, y, x + brush->width - 1, y + brush->height - 1);
   if (page == Ws.page) FillToDisplay(x, y, brush->width, brush->height);
   return r;
 }
@@ -236,8 +250,8 @@ int StampAlong(Brush* brush, int x0, int y0, int x1, int y1, Block* page, bool d
   if (!brush || !page) return -1;
   int& counter = StrokeCtx.stepCounter;
   if (first) counter = 0;
-  opacity0 = std::max(opacity0, 0);
-  opacity1 = std::max(opacity1, 0);
+  opacity0 = std::clamp(opacity0, 0, 255);
+  opacity1 = std::clamp(opacity1, 0, 255);
   if (BreakFlag) return 0;
   const bool er = erase != 0;
   StampOperation op = SelectStampOperation(*brush, er);
@@ -264,7 +278,8 @@ int StampAlong(Brush* brush, int x0, int y0, int x1, int y1, Block* page, bool d
     if (BreakFlag) break;
     if (i > 0 || first) {
       if (--counter < 0) {
-        int o = std::max(0, opacity1 + static_cast<int>((ostep * (n - 1 - i)) >> 16));
+        // A rising ramp overshoots opacity1 at its last step.
+        int o = std::clamp(opacity1 + static_cast<int>((ostep * (n - 1 - i)) >> 16), 0, 255);
         Pass(op, *brush, page, x, y, colour, er, o);
         counter = StrokeCtx.step;
         pending.Add(x, y, bw, bh);
@@ -306,16 +321,17 @@ double PenRadiusFor(int size, double r, double target) {
   return v < 0.6 ? 0.6 : v;
 }
 
-// Propelling Pencil: coverage split between the two pixels nearest the line, per major step.
+// Propelling Pencil: coverage split between the two pixels nearest the line, per major step. A
+// chained segment leaves its first step to the segment before, as stamping does.
 void ThinLine(const PlotOperations& ops, double x0, double y0, double x1, double y1, int o0, int o1,
-              Pixel colour) {
+              Pixel colour, bool first) {
   double dx = x1 - x0, dy = y1 - y0;
   bool xMajor = std::fabs(dx) >= std::fabs(dy);
   double a0 = xMajor ? x0 : y0, a1 = xMajor ? x1 : y1;
   double b0 = xMajor ? y0 : x0, slope = xMajor ? (dx ? dy / dx : 0) : (dy ? dx / dy : 0);
   int p0 = static_cast<int>(std::floor(a0)), p1 = static_cast<int>(std::floor(a1));
   int n = std::abs(p1 - p0), s = p1 >= p0 ? 1 : -1;
-  for (int i = 0; i <= n; ++i) {
+  for (int i = first ? 0 : 1; i <= n; ++i) {
     if (BreakFlag) return;
     int p = p0 + i * s;
     double b = b0 + (p + 0.5 - a0) * slope - 0.5;
@@ -345,20 +361,22 @@ int StrokeLine(Brush* brush, int32_t x0, int32_t y0, int32_t x1, int32_t y1, Pix
   for (int32_t* v : {&x0, &y0, &x1, &y1}) *v = std::clamp(*v, -kFar, kFar);
   x0 -= brush->handleX << 16, y0 -= brush->handleY << 16;
   x1 -= brush->handleX << 16, y1 -= brush->handleY << 16;
-  {
-    int reach = std::max({brush->width, brush->height, 2 * StrokeCtx.targetRadius + 2});
-    MarkDirty(std::min(x0, x1) >> 16, std::min(y0, y1) >> 16, (std::max(x0, x1) >> 16) + reach,
-              (std::max(y0, y1) >> 16) + reach);
-  }
   if (UndoLabelHook) UndoLabelHook("Draw");
+  const int left = std::min(x0, x1) >> 16, top = std::min(y0, y1) >> 16;
+  const int right = std::max(x0, x1) >> 16, bottom = std::max(y0, y1) >> 16;
+  opacity0 = std::clamp(opacity0, 0, 255);
+  opacity1 = std::clamp(opacity1, 0, 255);
 
   if (StrokeCtx.tool == ToolPropellingPencil && Draw.antialias) {
     PlotOperations ops;
     if (SelectPlotOperations(er, &ops)) {
-      BeginThinLine(x0 >> 16, y0 >> 16);
+      // Each step plots the pixel pair astride the line.
+      MarkDirtyOnPage(page, left - 1, top - 1, right + 1, bottom + 1);
+      BeginThinLine(*brush, x0 >> 16, y0 >> 16);
       ++Stamp;
-      ThinLine(ops, x0 / 65536.0, y0 / 65536.0, x1 / 65536.0, y1 / 65536.0,
-               opacity0 * Draw.power / 255, opacity1 * Draw.power / 255, colour);
+      const int power = std::clamp(Draw.power, 0, 255);
+      ThinLine(ops, x0 / 65536.0, y0 / 65536.0, x1 / 65536.0, y1 / 65536.0, opacity0 * power / 255,
+               opacity1 * power / 255, colour, first != 0);
       return 0;
     }
   }
@@ -367,7 +385,7 @@ int StrokeLine(Brush* brush, int32_t x0, int32_t y0, int32_t x1, int32_t y1, Pix
   if (brush->kind == BrushKindPen && !hardConstant) {
     Pixel pen = Draw.APen;
     Draw.APen = colour;
-    SpanOperation span = SelectSpanOperation(er, std::clamp(opacity0, 0, 255));
+    SpanOperation span = SelectSpanOperation(er, opacity0);
     Draw.APen = pen;
     if (span) {
       const int32_t lift = brush->radius << 16;
@@ -376,6 +394,17 @@ int StrokeLine(Brush* brush, int32_t x0, int32_t y0, int32_t x1, int32_t y1, Pix
       double r0 = PenRadiusFor(size0, r, target), r1 = PenRadiusFor(size1, r, target);
       double fx0 = (x0 + lift) / 65536.0, fy0 = (y0 + lift) / 65536.0;
       double fx1 = (x1 + lift) / 65536.0, fy1 = (y1 + lift) / 65536.0;
+      // The discs' own reach, which pressure may carry past the Pen's square; one pixel more for
+      // the edges' fixed-point rounding.
+      auto reach = [](double lo, double hi) {
+        return std::pair{static_cast<int>(std::floor(lo)) - 1,
+                         static_cast<int>(std::floor(hi)) + 1};
+      };
+      auto [dl, dr] = reach(std::min(fx0 - r0, fx1 - r1), std::max(fx0 + r0, fx1 + r1));
+      auto [dt, db] = reach(std::min(fy0 - r0, fy1 - r1), std::max(fy0 + r0, fy1 + r1));
+      MarkDirtyOnPage(page, dl, dt, dr, db);
+      // Pantograph reads rows above when its offset points up: those rows go last.
+      const bool upward = !er && Ws.drawMode == DrawPantograph && Draw.pantoY < 0;
       SpanTarget target_{span};
       auto oldShow = Draw.showRect;
       Draw.showRect = CollectShown;
@@ -385,14 +414,14 @@ int StrokeLine(Brush* brush, int32_t x0, int32_t y0, int32_t x1, int32_t y1, Pix
           ((x0 + lift) >> 16) == ((x1 + lift) >> 16) && ((y0 + lift) >> 16) == ((y1 + lift) >> 16);
       if (samePixel) {
         rc = RasteriseCapsule(fx0, fy0, r0, fx0, fy0, r0, page->width, page->height, ToSpan,
-                              &target_);
+                              &target_, upward);
       } else {
         if (first)
           rc = RasteriseCapsule(fx0, fy0, r0, fx0, fy0, r0, page->width, page->height, ToSpan,
-                                &target_);
+                                &target_, upward);
         if (rc == 0)
           rc = RasteriseCapsule(fx0, fy0, r0, fx1, fy1, r1, page->width, page->height, ToSpan,
-                                &target_);
+                                &target_, upward);
       }
       Draw.showRect = oldShow;
       g_shown.Flush();
@@ -402,6 +431,7 @@ int StrokeLine(Brush* brush, int32_t x0, int32_t y0, int32_t x1, int32_t y1, Pix
     }
   }
 
+  MarkDirtyOnPage(page, left, top, right + brush->width - 1, bottom + brush->height - 1);
   return StampAlong(brush, x0 >> 16, y0 >> 16, x1 >> 16, y1 >> 16, page, true, colour, erase, first,
                     opacity0, opacity1);
 }
@@ -420,9 +450,10 @@ struct CurveJob {
 void DrawPiece(const CurvePiece& p, void* user) {
   CurveJob& job = *static_cast<CurveJob*>(user);
   Brush* b = job.brush;
-  MarkDirty(std::min(p.x0, p.x1) >> 8, std::min(p.y0, p.y1) >> 8,
-            (std::max(p.x0, p.x1) >> 8) + b->width + 1,
-            (std::max(p.y0, p.y1) >> 8) + b->height + 1);
+  if (!Ws.page) return;
+  MarkDirtyOnPage(Ws.page, std::min(p.x0, p.x1) >> 8, std::min(p.y0, p.y1) >> 8,
+                  (std::max(p.x0, p.x1) >> 8) + b->width + 1,
+                  (std::max(p.y0, p.y1) >> 8) + b->height + 1);
   int rc = StrokeLine(b, p.x0 << 8, p.y0 << 8, p.x1 << 8, p.y1 << 8, job.colour, job.erase, p.first,
                       p.size0, p.size1, p.opacity0, p.opacity1);
   if (rc) job.rc = rc;
@@ -524,19 +555,34 @@ int StrokeSpeedPressure() {
   return StrokeCtx.speedOn && !tablet ? Inputs.opacity : -1;
 }
 
-void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, bool right) {
+Brush* DrawingBrush() {
+  if (!CurrentBrush() && UseDefaultBrush() != 0) return nullptr;
   Brush* b = CurrentBrush();
-  if (!b && UseDefaultBrush() != 0) return;
-  b = CurrentBrush();
   if (b->cursorFlags & CursorShown) HideCursor(b);
   Draw.antialias = AntialiasOn;
+  return b;
+}
+
+void EndStroke() {
+  ResetStrokeState();
+  if (Wet.on && !StrokeCtx.keepWet) ClearWetDirty();
+}
+
+void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, bool right,
+                   bool last) {
   static int lastSize = 0, lastOpacity = 255;
   if (first) lastSize = Inputs.size, lastOpacity = Inputs.opacity;
-  Pixel colour = right ? Draw.BPen : Draw.APen;
-  // The inputs go as they are: the power is in the dab's mask, the thin line and the image pass.
-  StrokeLine(b, x0, y0, x1, y1, colour, 0, first, lastSize, Inputs.size, lastOpacity,
-             Inputs.opacity);
-  lastSize = Inputs.size, lastOpacity = Inputs.opacity;
+  // A release where the pointer stopped owes no paint: a zero-length piece would stamp again.
+  Brush* b = !last || first || x0 != x1 || y0 != y1 ? DrawingBrush() : nullptr;
+  if (b) {
+    // The right button erases; BPen goes along unused by the Erase loops.
+    Pixel colour = right ? Draw.BPen : Draw.APen;
+    // The inputs go as they are: the power is in the dab's mask, the thin line and the image pass.
+    StrokeLine(b, x0, y0, x1, y1, colour, right ? 1 : 0, first, lastSize, Inputs.size, lastOpacity,
+               Inputs.opacity);
+    lastSize = Inputs.size, lastOpacity = Inputs.opacity;
+  }
+  if (last) EndStroke();
 }
 
 void StrokeHover(int x, int y) {

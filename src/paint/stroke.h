@@ -114,8 +114,10 @@ void FlattenCubic(int32_t x0, int32_t y0, int32_t c0x, int32_t c0y, int32_t c1x,
 // to sink; a row may reach kCoverageLead pixels past either page edge. -1 on break, or after
 // " Not enough memory" for the row.
 using CoverageSink = void (*)(int x, int y, int length, const uint8_t* coverage, void* user);
+// Rows go top down, or bottom up when upward.
 int RasteriseCapsule(double x0, double y0, double r0, double x1, double y1, double r1,
-                     int pageWidth, int pageHeight, CoverageSink sink, void* user);
+                     int pageWidth, int pageHeight, CoverageSink sink, void* user,
+                     bool upward = false);
 constexpr int kCoverageLead = 68;
 constexpr int kCoverageSlack = 128;
 
@@ -159,9 +161,16 @@ void HideCursor(Brush* brush);
 // Loop().speedPressure: reads this event's speed and pressure into Inputs; the tool pressure
 // when speed drives it, else -1.
 int StrokeSpeedPressure();
+// The current brush, made when missing, its cursor hidden, the draw context following the user's
+// switches: what the pointer and the drawing commands stroke with. Null without memory.
+Brush* DrawingBrush();
+// The stroke is over: its state goes, and the WetMap's paint unless it is kept wet.
+void EndStroke();
 // One plain segment of the drawing step (16.16 page positions of the hot spot) with the current
-// brush in APen, or BPen for the right button; the first segment of a press sets first.
-void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, bool right);
+// brush in APen, or erasing for the right button; the first segment of a press sets first, the
+// release sets last and ends the stroke.
+void StrokeSegment(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first, bool right,
+                   bool last);
 // The brush under the pointer while no button is down (page pixels of the hot spot).
 void StrokeHover(int x, int y);
 

@@ -101,10 +101,18 @@ RowLoop ResolveRowLoop(const BlendLayer* layer, BlendOp op) {
   return kPlainLayer.loops[op];
 }
 
+bool SimdAllowed() {
+  return !EnvSet("VELA_NO_SIMD");
+}
+
+bool Avx2Allowed() {
+  return SimdAllowed() && !EnvSet("VELA_NO_AVX2");
+}
+
 const BlendLayer* SelectBlendLayer() {
   const BlendLayer* layer = &kPlainLayer;
-  if (!EnvSet("VELA_NO_SIMD")) {
-    const BlendLayer* avx2 = EnvSet("VELA_NO_AVX2") ? nullptr : Avx2BlendLayer();
+  if (SimdAllowed()) {
+    const BlendLayer* avx2 = Avx2Allowed() ? Avx2BlendLayer() : nullptr;
     const BlendLayer* sse2 = Sse2BlendLayer();
     if (avx2)
       layer = avx2;

@@ -77,6 +77,11 @@ const BlendLayer* Avx2BlendLayer();
 
 RowLoop ResolveRowLoop(const BlendLayer* layer, BlendOp op);
 
+// The environment's switches, read alike by every pixel loop: VELA_NO_SIMD=1 turns off every SIMD
+// layer, VELA_NO_AVX2=1 the AVX2 one; unset, empty or "0" leaves them on.
+bool SimdAllowed();
+bool Avx2Allowed();
+
 // The layer in use: the highest one that the processor and the environment allow. Chosen on
 // first use; SelectBlendLayer reads the environment again.
 const BlendLayer* ActiveBlendLayer();

@@ -13,10 +13,11 @@ int32_t g_lastX = 0, g_lastY = 0;
 
 void PointStep() {
   if (!In.leftDown && !In.rightDown) {
-    // A release that came with moves in its batch still owes the stroke its last piece.
+    // A release that came with moves in its batch still owes the stroke its last piece; the
+    // release itself ends the stroke.
     bool released = In.clickState == -1 || In.clickState == -2;
-    if (released && PointSegment && (In.pageXF != g_lastX || In.pageYF != g_lastY))
-      PointSegment(g_lastX, g_lastY, In.pageXF, In.pageYF, false, In.clickState == -2);
+    if (released && PointSegment)
+      PointSegment(g_lastX, g_lastY, In.pageXF, In.pageYF, false, In.clickState == -2, true);
     g_lastX = In.pageXF;
     g_lastY = In.pageYF;
     if (PointHover) PointHover(In.pageX, In.pageY);
@@ -24,7 +25,8 @@ void PointStep() {
   }
   bool first = In.leftEdge || In.rightEdge;
   if (first) g_lastX = In.pageXF, g_lastY = In.pageYF;
-  if (PointSegment) PointSegment(g_lastX, g_lastY, In.pageXF, In.pageYF, first, In.rightDown != 0);
+  if (PointSegment)
+    PointSegment(g_lastX, g_lastY, In.pageXF, In.pageYF, first, In.rightDown != 0, false);
   g_lastX = In.pageXF;
   g_lastY = In.pageYF;
 }

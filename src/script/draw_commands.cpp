@@ -25,8 +25,9 @@ Pixel Pen(int32_t b) {
 // One segment in script numbers; levels as the stroke engine takes them.
 void Segment(double x0, double y0, double x1, double y1, Pixel colour, bool first, int size0,
              int size1, int opacity0, int opacity1) {
-  Brush* brush = CurrentBrush();
-  if (!brush || !Ws.page) return;
+  if (!Ws.page) return;
+  Brush* brush = DrawingBrush();  // the antialias switch holds for commands as for the pointer
+  if (!brush) return;
   StrokeLine(brush, ScriptToFixed(x0), ScriptToFixed(y0), ScriptToFixed(x1), ScriptToFixed(y1),
              colour, 0, first ? 1 : 0, size0, size1, opacity0, opacity1);
 }
@@ -77,7 +78,7 @@ void CmdDot(CommandRecord*, const char* args) {
   ParseNumbers(args, 3);
   double x = CommandArgs.number[0], y = CommandArgs.number[1];
   Segment(x, y, x, y, Pen(CommandArgs.integer[2]), true, 0, 0, 255, 255);
-  ResetStrokeState();  // the next segment begins a new stroke
+  EndStroke();  // a dot is a whole stroke
 }
 
 void CmdLine(CommandRecord*, const char* args) {

@@ -1,4 +1,5 @@
-// A drag in the real window and the same drag from an event file paint the same picture.
+// A drag in the real window and the same drag from an event file paint the same picture; a
+// scripted line is drawn as the pointer's is.
 #include <gtest/gtest.h>
 #include <png.h>
 #include <sys/wait.h>
@@ -60,6 +61,31 @@ std::string Common(const fs::path& dir, const std::string& tag) {
          " PageHeight=" + std::to_string(kPageH) + " --save-page '" +
          (dir / (tag + ".png")).string() + "' --screenshot '" +
          (dir / (tag + "-screen.png")).string() + "'";
+}
+
+// The drawing commands follow the antialias switch, which a run starts with on: a scripted line
+// has a soft rim as a drag has.
+TEST(StrokeHeadless, CommandsFollowTheAntialiasSwitch) {
+  fs::path dir = fs::temp_directory_path() / ("vela-aa-" + std::to_string(getpid()));
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  std::ofstream(dir / "line.vcmd") << "qd_line 12 15 80 40\n";
+  ASSERT_EQ(std::system(("env -u DISPLAY -u WAYLAND_DISPLAY " + Common(dir, "cmd") + " --script '" +
+                         (dir / "line.vcmd").string() + "' >'" + (dir / "log").string() + "' 2>&1")
+                            .c_str()),
+            0)
+      << Sh("cat '" + (dir / "log").string() + "'");
+  Image a;
+  ASSERT_TRUE(Read(dir / "cmd.png", &a));
+  int soft = 0;
+  for (int y = 0; y < kPageH; ++y)
+    for (int x = 0; x < kPageW; ++x) {
+      uint32_t alpha = a.At(x, y) >> 24;
+      soft += alpha > 0 && alpha < 255;
+    }
+  EXPECT_GT(soft, 40);
+  EXPECT_EQ(a.At(46, 27), 0xFFFF0000u);  // on the line
+  if (!HasFailure()) fs::remove_all(dir);
 }
 
 TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {

@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "paint/paint_ops.h"
+#include "paint/stroke.h"
 #include "paint/wet.h"
 #include "paint_fixture.h"
+#include "pixels/blend.h"
 #include "reference.h"
 #include "start/random.h"
 
@@ -150,6 +154,25 @@ TEST_F(SpanTest, EverySpanMatchesReference) {
         }
 }
 
+// VELA_NO_SIMD=1 turns off every SIMD layer of the paint rows as of the blends; "0" is no switch.
+TEST_F(SpanTest, NoSimdMeansTheSameToEveryPixelLoop) {
+  const char* was = std::getenv("VELA_NO_SIMD");
+  const std::string saved = was ? was : "";
+  for (const char* value : {"1", "0"}) {
+    setenv("VELA_NO_SIMD", value, 1);
+    SelectPaintLayers();
+    bool off = value[0] == '1';
+    EXPECT_EQ(PaintSimd(), !off) << value;
+    EXPECT_EQ(SelectBlendLayer() == PlainBlendLayer(), off || !Sse2BlendLayer()) << value;
+  }
+  if (was)
+    setenv("VELA_NO_SIMD", saved.c_str(), 1);
+  else
+    unsetenv("VELA_NO_SIMD");
+  SelectPaintLayers();
+  SelectBlendLayer();
+}
+
 class PlotTest : public PaintTest {};
 
 // The thin line's rules, one pixel at a time, on pixels near the page's edges.
@@ -249,6 +272,7 @@ class WetTest : public PaintTest {
  protected:
   void SetUp() override {
     PaintTest::SetUp();
+    ResetStrokeContext();
     saved_wet_ = Wet;
   }
   void TearDown() override {
@@ -297,90 +321,99 @@ TEST_F(WetTest, WetPassesMatchReference) {
         BlockPtr expect = CopyOf(page.get());
         Pixel impress = 0;
         bool impressTaken = false;
+        // Opacity 0 lays nothing; ramps may rise to 255 at their last stamp.
+        const int ramps[4][2] = {{0, 0}, {100, 255}, {255, Edge(g, 255)}, {Edge(g, 255), 255}};
         for (int pass = 0; pass < 4; ++pass) {
-          int x = static_cast<int>(g() % 50) - 10, y = static_cast<int>(g() % 40) - 10;
-          int o = pass == 0 ? 0 : Edge(g, 255);
-          ASSERT_EQ(WetStampPass(tb.brush, page.get(), x, y, Draw.APen, mode < 0, o), 0);
+          int x0 = static_cast<int>(g() % 50) - 10, y = static_cast<int>(g() % 40) - 10;
+          StampAlong(&tb.brush, x0, y, x0 + 2, y, page.get(), false, Draw.APen, mode < 0, pass == 0,
+                     ramps[pass][0], ramps[pass][1]);
           int m0 = mode < 0 ? 15 : mode;
           if (m0 == 13 && !impressTaken) {
             impress = Stroke.impressColour;  // the mean itself is checked by the stamp tests
             impressTaken = true;
             if (tool >= WetOil) BuildReliefRamp(impress);
           }
-          bool add = additive && tool == WetAirbrush;
-          for (int j = 0; j < tb.brush.height; ++j)
-            for (int i = 0; i < tb.brush.width; ++i) {
-              int px = x + i, py = y + j, m = tb.mask[j * tb.brush.width + i];
-              if (px < 0 || py < 0 || px >= 40 || py >= 30 || !m) continue;
-              int wv = refMap[py * 40 + px];
-              if (add)
-                wv = std::min(wv + (o >= 255 ? m : ref::T(o, m)), 255);
-              else
-                wv += ref::T(255 - wv, o == 255 ? m : ref::T(m, o));
-              refMap[py * 40 + px] = static_cast<uint8_t>(wv);
-            }
-          ASSERT_EQ(map, refMap) << "layer " << layer << " tool " << tool << " mode " << mode;
-          for (int j = 0; j < tb.brush.height; ++j)
-            for (int i = 0; i < tb.brush.width; ++i) {
-              int px = x + i, py = y + j;
-              if (px < 0 || py < 0 || px >= 40 || py >= 30) continue;
-              int wv = refMap[py * 40 + px], e = WetResponse[wv];
-              if (!e) continue;
-              Pixel b = base->Row(py)[px], c = m0 == 13 ? impress : Draw.APen;
-              bool relief = tool >= WetOil && (m0 <= 1 || m0 == 13 || m0 == 14 || m0 == 16);
-              if (relief) {
-                auto at = [&](int qx, int qy) {
-                  return qx < 0 || qy < 0 || qx >= 40 || qy >= 30 ? 0 : refMap[qy * 40 + qx];
-                };
-                int slope = at(px - 1, py - 1) - 2 * at(px + 1, py + 1) + wv;
-                c = ReliefRamp[std::clamp(slope, -255, 255) + 256];
+          for (int i = pass == 0 ? 0 : 1; i <= 2; ++i) {
+            const int x = x0 + i;
+            const int64_t step = (int64_t{ramps[pass][0]} - ramps[pass][1]) * 65536 / 3;
+            const int o =
+                std::clamp(ramps[pass][1] + static_cast<int>((step * (1 - i)) >> 16), 0, 255);
+            bool add = additive && tool == WetAirbrush;
+            for (int j = 0; j < tb.brush.height; ++j)
+              for (int i = 0; i < tb.brush.width; ++i) {
+                int px = x + i, py = y + j, m = tb.mask[j * tb.brush.width + i];
+                if (px < 0 || py < 0 || px >= 40 || py >= 30 || !m) continue;
+                int wv = refMap[py * 40 + px];
+                if (add)
+                  wv = std::min(wv + (o >= 255 ? m : ref::T(o, m)), 255);
+                else
+                  wv += ref::T(255 - wv, o == 255 ? m : ref::T(m, o));
+                refMap[py * 40 + px] = static_cast<uint8_t>(wv);
               }
-              int v[4], a = ref::Ch(b, 3);
-              Pixel s = spare->Row(py)[px];
-              if (m0 == 17) {
-                int sx = px + Draw.pantoX, sy = py + Draw.pantoY;
-                if (sx < 0 || sy < 0 || sx >= 40 || sy >= 30) continue;
-                s = base->Row(sy)[sx];
-              }
-              int f = ref::T(e, 255 - a);
-              for (int ch = 0; ch < 4; ++ch) {
-                int bc = ref::Ch(b, ch), cc = ref::Ch(c, ch);
-                switch (m0) {
-                  case 0:
-                  case 1:
-                  case 13:
-                    v[ch] = ch == 3 ? a + ref::T(255 - a, e) : bc + ref::T(cc - bc, e);
-                    break;
-                  case 2:
-                  case 17:
-                    v[ch] = (bc * (255 - e) + ref::Ch(s, ch) * e) / 255;
-                    break;
-                  case 8:
-                    v[ch] = ch == 3 ? a : std::max(bc - e, 0);
-                    break;
-                  case 9:
-                    v[ch] = ch == 3 ? a : std::min(bc + e, a);
-                    break;
-                  case 14:
-                    v[ch] = ch == 3 ? a + f : bc + ref::T(cc, f);
-                    break;
-                  case 15:
-                    v[ch] = ref::T(bc, 255 - e);
-                    break;
-                  case 16:
-                    v[ch] = ch == 3 ? a : bc + ref::T(ref::T(cc, a) - bc, e);
-                    break;
+            for (int j = 0; j < tb.brush.height; ++j)
+              for (int i = 0; i < tb.brush.width; ++i) {
+                int px = x + i, py = y + j;
+                if (px < 0 || py < 0 || px >= 40 || py >= 30) continue;
+                int wv = refMap[py * 40 + px], e = WetResponse[wv];
+                if (!e) continue;
+                Pixel b = base->Row(py)[px], c = m0 == 13 ? impress : Draw.APen;
+                bool relief = tool >= WetOil && (m0 <= 1 || m0 == 13 || m0 == 14 || m0 == 16);
+                if (relief) {
+                  auto at = [&](int qx, int qy) {
+                    return qx < 0 || qy < 0 || qx >= 40 || qy >= 30 ? 0 : refMap[qy * 40 + qx];
+                  };
+                  int slope = at(px - 1, py - 1) - 2 * at(px + 1, py + 1) + wv;
+                  c = ReliefRamp[std::clamp(slope, -255, 255) + 256];
                 }
+                int v[4], a = ref::Ch(b, 3);
+                Pixel s = spare->Row(py)[px];
+                if (m0 == 17) {
+                  int sx = px + Draw.pantoX, sy = py + Draw.pantoY;
+                  if (sx < 0 || sy < 0 || sx >= 40 || sy >= 30) continue;
+                  s = base->Row(sy)[sx];
+                }
+                int f = ref::T(e, 255 - a);
+                for (int ch = 0; ch < 4; ++ch) {
+                  int bc = ref::Ch(b, ch), cc = ref::Ch(c, ch);
+                  switch (m0) {
+                    case 0:
+                    case 1:
+                    case 13:
+                      v[ch] = ch == 3 ? a + ref::T(255 - a, e) : bc + ref::T(cc - bc, e);
+                      break;
+                    case 2:
+                    case 17:
+                      v[ch] = (bc * (255 - e) + ref::Ch(s, ch) * e) / 255;
+                      break;
+                    case 8:
+                      v[ch] = ch == 3 ? a : std::max(bc - e, 0);
+                      break;
+                    case 9:
+                      v[ch] = ch == 3 ? a : std::min(bc + e, a);
+                      break;
+                    case 14:
+                      v[ch] = ch == 3 ? a + f : bc + ref::T(cc, f);
+                      break;
+                    case 15:
+                      v[ch] = ref::T(bc, 255 - e);
+                      break;
+                    case 16:
+                      v[ch] = ch == 3 ? a : bc + ref::T(ref::T(cc, a) - bc, e);
+                      break;
+                  }
+                }
+                Pixel want = ref::Px(v);
+                if (e == 255 && (m0 <= 2 || m0 == 13 || m0 == 17))
+                  want = m0 == 2 || m0 == 17 ? s : c;
+                if (m0 == 14 && f == 255) want = c;
+                if (m0 == 14 && f == 0) want = b;
+                if (m0 == 15 && e == 255) want = 0;
+                expect->Row(py)[px] = want;
               }
-              Pixel want = ref::Px(v);
-              if (e == 255 && (m0 <= 2 || m0 == 13 || m0 == 17)) want = m0 == 2 || m0 == 17 ? s : c;
-              if (m0 == 14 && f == 255) want = c;
-              if (m0 == 14 && f == 0) want = b;
-              if (m0 == 15 && e == 255) want = 0;
-              expect->Row(py)[px] = want;
-            }
+          }
           ASSERT_TRUE(SamePixels(page.get(), expect.get()))
               << "layer " << layer << " tool " << tool << " mode " << mode << " pass " << pass;
+          ASSERT_EQ(map, refMap) << "layer " << layer << " tool " << tool << " mode " << mode;
           if (pass == 0) EXPECT_TRUE(std::all_of(map.begin(), map.end(), [](int v) { return !v; }));
         }
         ClearWetDirty();

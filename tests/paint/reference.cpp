@@ -64,9 +64,9 @@ Pixel StampImage(Pixel d, Pixel c, int k) {
   v[3] = T(Ch(d, 3), 255 - k) + k;
   return Px(v);
 }
-Pixel Behind(Pixel d, Pixel c, int k, bool full, bool image) {
+Pixel Behind(Pixel d, Pixel c, int k, bool image) {
   int a = Ch(d, 3);
-  int f = full ? 255 - a : T(255 - a, k);
+  int f = T(255 - a, k);
   if (f == 0) return d;
   if (f == 255) return c;
   int v[4];
@@ -167,7 +167,7 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
   bool textured = !(mode == 4 || mode == 5 || mode == 8 || mode == 9 || mode == 11);
   int tex =
       (b.kind == BrushKindDab || b.kind == BrushKindImageFaded) && textured ? Draw.dabTexture : 0;
-  if (pen && !flag) o = 255;
+  if (pen && !flag && mode != 15) o = 255;  // Erase follows opacity
   if (image && mode == 0) o = o * Draw.power / 255;
   int bw = b.width, bh = b.height, W = page->width, H = page->height;
 
@@ -236,7 +236,7 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
       Pixel s = image ? b.pixels->data[j * bw + i] : 0;
       int k;
       if (pen)
-        k = Draw.antialias ? m : (m ? 255 : 0);
+        k = T(Draw.antialias ? m : (m ? 255 : 0), mode == 15 ? o : 255);
       else if (tex == 1) {
         k = 0;
         if (m && m * o > NextNoise(w)) k = mode == 14 || mode == 16 ? T(255, o) : 255;
@@ -304,7 +304,7 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
           d = Tint(d);
           break;
         case 14:
-          d = Behind(d, image ? s : c, k, o >= 255, image);
+          d = Behind(d, image ? s : c, k, image);
           break;
         case 15:
           d = Erase(d, k);
@@ -320,7 +320,7 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
           break;
         }
         case 17: {
-          Pixel src = At(page, px + Draw.pantoX, py + Draw.pantoY);
+          Pixel src = orig[(py + Draw.pantoY) * W + px + Draw.pantoX];  // before the pass
           d = k == 255 ? src : Mix(d, src, k);
           break;
         }
@@ -350,6 +350,7 @@ void Span(World& w, int mode, bool erase, int o, Block* page, int x, int y, int 
     w.impressValid = true;
   }
   if (y < 0 || y >= page->height) return;
+  std::vector<Pixel> orig(page->data, page->data + page->width * page->height);
   for (int i = 0; i < length; ++i) {
     int px = x + i, m = cov[i];
     if (px < 0 || px >= page->width) continue;
@@ -381,7 +382,7 @@ void Span(World& w, int mode, bool erase, int o, Block* page, int x, int y, int 
       case 14:
       case 16: {
         int k = T(!aa && m > 10 ? 255 : m, o);
-        if (k) d = mode == 14 ? Behind(d, c, k, false, false) : Replace(d, c, k);
+        if (k) d = mode == 14 ? Behind(d, c, k, false) : Replace(d, c, k);
         break;
       }
       case 15:
@@ -395,7 +396,8 @@ void Span(World& w, int mode, bool erase, int o, Block* page, int x, int y, int 
         int sx = px + Draw.pantoX, sy = y + Draw.pantoY;
         if (!aa || sx < 0 || sy < 0 || sx >= page->width || sy >= page->height) break;
         int k = T(m, o);
-        if (k) d = k == 255 ? At(page, sx, sy) : Mix(d, At(page, sx, sy), k);
+        Pixel src = orig[sy * page->width + sx];  // before the span
+        if (k) d = k == 255 ? src : Mix(d, src, k);
         break;
       }
     }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "paint/paint_ops.h"
+#include "paint/stroke.h"
+#include "paint/wet.h"
 #include "paint_fixture.h"
 #include "reference.h"
 #include "start/random.h"
@@ -11,10 +13,24 @@ namespace {
 constexpr int kModes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 15, 16, 17, -1};
 constexpr int kKinds[] = {BrushKindPen, BrushKindImage, BrushKindDab, BrushKindImageFaded};
 
-class StampPassTest : public PaintTest {};
+class StampPassTest : public PaintTest {
+ protected:
+  void SetUp() override {
+    PaintTest::SetUp();
+    ResetStrokeContext();
+  }
+};
 
-// Every row of the table against the reference: all modes, kinds, antialias, textures, a
-// spread of opacities, three passes a stroke so that Shift and Impress carry state.
+// The opacity of step i of n + 1 along a segment, falling or rising from o0 to o1 in 16.16.
+int RampAt(int o0, int o1, int n, int i) {
+  int64_t step = (int64_t{o0} - o1) * 65536 / (n + 1);
+  return std::clamp(o1 + static_cast<int>((step * (n - 1 - i)) >> 16), 0, 255);
+}
+
+constexpr int kRamps[][2] = {{0, 255}, {100, 255}, {254, 255}, {255, 0}, {128, 128}, {1, 1}};
+
+// Every row of the table against the reference: all modes, kinds, antialias, textures, ramps of
+// opacity along three chained segments, so that Shift and Impress carry state.
 TEST_F(StampPassTest, EveryLoopMatchesReference) {
   std::mt19937 g(12345);
   int cases = 0;
@@ -23,10 +39,11 @@ TEST_F(StampPassTest, EveryLoopMatchesReference) {
       for (int kind : kKinds)
         for (int aa = 0; aa < 2; ++aa)
           for (int tex = 0; tex < 3; ++tex)
-            for (int opacity : {0, 1, 128, 254, 255, -1}) {
+            for (const auto& ramp : kRamps) {
               SetPaintSimd(layer > 0);
               SetPaintAvx2(layer > 1);
-              if (opacity < 0) opacity = static_cast<int>(g() % 256);
+              int o0 = ramp[0], o1 = ramp[1];
+              if (o0 == 1) o0 = static_cast<int>(g() % 256), o1 = static_cast<int>(g() % 256);
               bool erase = mode < 0;
               BlockPtr page(NewBlock(37 + g() % 20, 29 + g() % 9));
               BlockPtr spare(NewBlock(page->width, page->height));
@@ -59,12 +76,14 @@ TEST_F(StampPassTest, EveryLoopMatchesReference) {
                 int y = static_cast<int>(g() % (page->height + tb.brush.height)) - tb.brush.height;
                 if (g() % 3 == 0) x = y = 2;  // fully inside now and then
                 Pixel colour = erase ? Draw.BPen : Draw.APen;
-                StampOperation op = SelectStampOperation(tb.brush, erase);
-                op(tb.brush, page.get(), x, y, colour, erase, opacity);
-                ref::Stamp(w, mode, tb.brush, expect.get(), x, y, colour, erase, opacity);
+                StampAlong(&tb.brush, x, y, x + 2, y, page.get(), false, colour, erase, pass == 0,
+                           o0, o1);
+                for (int i = pass == 0 ? 0 : 1; i <= 2; ++i)
+                  ref::Stamp(w, mode, tb.brush, expect.get(), x + i, y, colour, erase,
+                             RampAt(o0, o1, 2, i));
                 ASSERT_TRUE(SamePixels(page.get(), expect.get()))
                     << "mode " << mode << " kind " << kind << " aa " << aa << " tex " << tex
-                    << " opacity " << opacity << " pass " << pass << " layer " << layer;
+                    << " ramp " << o0 << ".." << o1 << " pass " << pass << " layer " << layer;
               }
               ASSERT_EQ(PaintNoise, w.noise) << "mode " << mode << " kind " << kind;
               ++cases;
@@ -93,7 +112,9 @@ TEST_F(StampPassTest, WideBrushMatchesReference) {
   }
 }
 
-TEST_F(StampPassTest, EraseThresholdAt250) {
+// Erase clears from coverage 250 on; below it keeps (255 - k)/255. A hard Pen disc erases by the
+// pass's opacity, as its spans do.
+TEST_F(StampPassTest, EraseThresholdAt250AndOpacityOnThePen) {
   BlockPtr page(NewBlock(2, 1));
   page->data[0] = page->data[1] = 0xFF804020;
   uint8_t mask[2] = {250, 249};
@@ -107,6 +128,64 @@ TEST_F(StampPassTest, EraseThresholdAt250) {
   EXPECT_EQ(page->data[0], 0u);
   EXPECT_EQ(page->data[1],
             MakePixel(ref::T(255, 6), ref::T(0x80, 6), ref::T(0x40, 6), ref::T(0x20, 6)));
+  b.kind = BrushKindPen;
+  Draw.antialias = 0;
+  page->data[0] = page->data[1] = 0xFF808080;
+  SelectStampOperation(b, true)(b, page.get(), 0, 0, 0, true, 128);
+  EXPECT_EQ(page->data[0], 0x7F404040u);  // (c·127 + 254)/255 of each channel
+  EXPECT_EQ(page->data[1], 0x7F404040u);
+}
+
+// Opacity 254 and 255 give the same picture but for one step of rounding: Behind keeps a soft
+// edge soft at 255, and a Pen erases as any brush does.
+TEST_F(StampPassTest, OpacityChangesThePictureSmoothly) {
+  std::mt19937 g(8);
+  for (int mode : {DrawBehind, DrawErase})
+    for (int kind : {BrushKindDab, BrushKindPen}) {
+      BlockPtr a(NewBlock(16, 16));
+      FillRandom(a.get(), g);
+      BlockPtr b = CopyOf(a.get());
+      TestBrush tb(kind, 16, 16, g);
+      Ws.drawMode = mode;
+      Draw.antialias = 1;
+      SelectStampOperation(tb.brush, false)(tb.brush, a.get(), 0, 0, Draw.APen, false, 254);
+      SelectStampOperation(tb.brush, false)(tb.brush, b.get(), 0, 0, Draw.APen, false, 255);
+      for (int i = 0; i < 256; ++i)
+        for (int c = 0; c < 4; ++c)
+          ASSERT_LE(std::abs(ref::Ch(a->data[i], c) - ref::Ch(b->data[i], c)), 1)
+              << "mode " << mode << " kind " << kind << " mask " << int(tb.mask[i]);
+    }
+}
+
+// An offset shorter than the brush reads the page as it stood before the pass: the pass copies,
+// dry as wet.
+TEST_F(StampPassTest, PantographCopiesThePageAsItWasBeforeThePass) {
+  std::mt19937 g(11);
+  BlockPtr before(NewBlock(30, 20));
+  FillRandom(before.get(), g);
+  TestBrush tb(BrushKindDab, 9, 7, g);
+  std::fill(tb.mask.begin(), tb.mask.end(), 255);
+  std::vector<uint8_t> map(30 * 20);
+  const WetSettings wet = Wet;
+  Ws.undo = before.get();
+  Ws.mask = map.data();
+  Ws.drawMode = DrawPantograph;
+  BuildAirbrushResponse(100);
+  for (auto [dx, dy] : {std::pair{-2, 0}, {3, 0}, {0, -1}, {-1, 2}})
+    for (bool wetOn : {false, true}) {
+      BlockPtr page = CopyOf(before.get());
+      Ws.page = page.get();
+      Draw.pantoX = dx;
+      Draw.pantoY = dy;
+      Wet.on = wetOn;
+      StampOnce(&tb.brush, page.get(), 10, 6, 0, 0, 255);
+      ClearWetDirty();
+      for (int y = 6; y < 13; ++y)
+        for (int x = 10; x < 19; ++x)
+          ASSERT_EQ(page->Row(y)[x], before->Row(y + dy)[x + dx])
+              << "offset " << dx << "," << dy << " wet " << wetOn << " at " << x << "," << y;
+    }
+  Wet = wet;
 }
 
 TEST_F(StampPassTest, SmoothAndBlurLeaveThePageBorder) {

@@ -90,17 +90,5 @@ TEST_F(SpacingTest, ChainsStampEachPixelOnceWithoutFirst) {
   EXPECT_EQ(Stamped(), (V{{0, 30}, {6, 31}}));
 }
 
-// The opacity falls from opacity0 to opacity1 over n + 1 steps, in 16.16.
-TEST_F(SpacingTest, OpacityRunsAlongTheSegment) {
-  Ws.drawMode = DrawColor;
-  StampAlong(dot_, 0, 0, 4, 0, page_.get(), false, 0xFFFFFFFF, 0, 1, 255, 0);
-  const int n = 4, step = (255 - 0) * 65536 / (n + 1);
-  for (int i = 0; i <= n; ++i) {
-    int o = std::max(0, (step * (n - 1 - i)) >> 16);
-    int a = o ? (o * 255 + 254) / 255 : 0;
-    EXPECT_EQ(Alpha(page_->Row(0)[i]), std::min(a, 255)) << i;
-  }
-}
-
 }  // namespace
 }  // namespace vela::test
