@@ -328,6 +328,11 @@ int LoadImageInto(const char* path, bool stretch) {
   const int type = CheckedFileType(path, &w, &h);
   if (type < 0) return -1;
   if (w == Ws.pageWidth && h == Ws.pageHeight) stretch = false;
+  // A header may claim any size: the stretch's source Block is held to what a page could be.
+  if (stretch && static_cast<int64_t>(w) * h > (int64_t{1} << 28)) {
+    Message(" Not enough memory");
+    return -1;
+  }
   if (type == kFormatProject) return LoadProject(path, false, stretch, false) == 0 ? 0 : -1;
   Block* page = Ws.page;
   if (!page) return -1;
