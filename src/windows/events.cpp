@@ -87,7 +87,12 @@ int CaretAt(const Gadget* g, int x) {
   return len;
 }
 
+double g_blinkMark = 0;
+constexpr double kBlink = 0.5;
+
 void RedrawField(Window* w, Gadget* g) {
+  CaretShown = true;
+  g_blinkMark = TimeNow();
   RedrawGadget(g, w);
   BlitGadget(w, g);
 }
@@ -252,6 +257,16 @@ int Magnet(Window* w, int* x, int* y) {
   }
   *x = nx, *y = ny;
   return fx | fy;
+}
+
+void BlinkCaret() {
+  Gadget* g = Ws.activeGadget;
+  Window* w = Ws.activeGadgetWindow;
+  if (!g || !WindowListed(w) || TimeNow() - g_blinkMark < kBlink) return;
+  g_blinkMark = TimeNow();
+  CaretShown = !CaretShown;
+  RedrawGadget(g, w);
+  BlitGadget(w, g);
 }
 
 void ActivateTextField(Window* w, Gadget* g, int caret) {
@@ -450,6 +465,7 @@ void CloseBubbleAndRest() {
 void WindowsTick() {
   if (In.leftDown || In.rightDown) return;
   BubbleIdle(false);
+  BlinkCaret();
   WindowsIdleCalls(nullptr);
 }
 
@@ -467,6 +483,7 @@ void RunWindow(Window* window) {
     if (r == 6) {
       if (!In.leftDown && !In.rightDown) {
         BubbleIdle(false);
+        BlinkCaret();
         WindowsIdleCalls(window);
       }
       continue;

@@ -10,6 +10,8 @@
 
 namespace vela {
 
+bool CaretShown = true;
+
 namespace {
 
 constexpr Pixel kLight = 0xFFD0D0D0;
@@ -213,7 +215,7 @@ void RedrawGadget(Gadget* g, Window* window) {
       Fill(b, x0, y0, x1, y1, Sys(BACKGROUNDCOLOR));  // a text on the body: the old text goes
     }
   } else if (f & kGadTextField) {
-    DrawTextField(b, g, x0 + 1, y0 + 1, x1 - 1, y1 - 1, Ws.activeGadget == g);
+    DrawTextField(b, g, x0 + 1, y0 + 1, x1 - 1, y1 - 1, Ws.activeGadget == g && CaretShown);
     Bevel(b, x0, y0, x1, y1, true);
   } else if (g->id == kGadTitle) {
     Fill(b, x0, y0, x1, y1, Sys(TITLEBARCOLOR));

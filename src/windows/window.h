@@ -205,6 +205,9 @@ void PressGadget(Window* window, Gadget* gadget, int button);
 // Keys for the active text field; true when it took the key.
 bool TextFieldKey(int code, int character);
 void ActivateTextField(Window* window, Gadget* gadget, int caret);
+// The caret of the active text field blinks in idle time; any edit shows it again.
+extern bool CaretShown;
+void BlinkCaret();
 // Closes the active text field; code 4 goes to its handler when report is set.
 void CloseTextField(bool report);
 // Idle work of the main loop: bubble bookkeeping and code 6 for the Windows that want it.

@@ -203,6 +203,30 @@ TEST_F(Gadgets, TextFieldsTakeTheCaretAtThePointerAndReportReturn) {
   Drive("move 112 120\ndown left\nup left\nchar z\n");
   EXPECT_STREQ(text, "zayx");
   EXPECT_EQ(Ws.activeGadget, &t[0]);
+  // The caret blinks every half second of idle time, and an edit shows it at once.
+  TextFieldKey(37, 0);  // left and right: the caret where it was, the blink from now
+  TextFieldKey(39, 0);
+  auto shown = Screen();
+  HostAdvanceClock(499);
+  BlinkCaret();
+  EXPECT_EQ(Screen(), shown);
+  HostAdvanceClock(2);
+  BlinkCaret();
+  auto hidden = Screen();
+  EXPECT_NE(hidden, shown);
+  HostAdvanceClock(501);
+  BlinkCaret();
+  EXPECT_EQ(Screen(), shown);
+  HostAdvanceClock(501);
+  BlinkCaret();
+  EXPECT_EQ(Screen(), hidden);
+  TextFieldKey(kKeyDelete, 0);  // after the z: the a goes
+  EXPECT_STREQ(text, "zyx");
+  EXPECT_TRUE(CaretShown);
+  TextFieldKey(kCharacterCode, 'a');
+  TextFieldKey(37, 0);
+  EXPECT_STREQ(text, "zayx");
+  EXPECT_EQ(Screen(), shown);
   // A press on the page ends the edit without a report.
   Drive("move 5 5\ndown left\nup left\nchar q\n");
   EXPECT_EQ(Ws.activeGadget, nullptr);
