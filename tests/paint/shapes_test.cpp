@@ -1,0 +1,484 @@
+// The shape tools driven by synthetic input states: phases, the constrain filter, rubber bands,
+// the ellipse walker, the spline and the three-point circle.
+#include "paint/shapes.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "paint/stroke.h"
+#include "paint/wet.h"
+#include "paint_fixture.h"
+#include "start/input.h"
+#include "start/main_loop.h"
+
+namespace vela {
+namespace {
+
+int32_t F(int p) {
+  return (p << 16) + 0x8000;
+}
+
+class ShapeTest : public test::PaintTest {
+ protected:
+  void SetUp() override {
+    PaintTest::SetUp();
+    ResetStrokeContext();
+    page_.reset(NewBlock(120, 100));
+    Ws.page = page_.get();
+    Ws.drawMode = DrawColor;
+    Ws.noPage = 1;
+    AntialiasOn = 0;
+    In = InputState{};
+    Inputs = StrokeInputs{};
+    Shape = ShapeState{};
+    Shapes = ShapeSettings{};
+    Constrain = ConstrainState{};
+    StrokeCtx.penRadius = 0;
+    SetCurrentBrush(MakePenBrush(0));
+  }
+  void TearDown() override {
+    EndShapeTool(0);
+    SetCurrentBrush(nullptr);
+    RegionFill = nullptr;
+    PaintTest::TearDown();
+  }
+
+  // One step of tool with the pointer at (x, y). edge: 1 left press, 2 right press; down: the
+  // buttons held after the event; a release is an event whose button is no longer held.
+  void Step(void (*tool)(), int x, int y, int leftDown, int rightDown = 0, int edge = 0,
+            bool shift = false) {
+    bool released = (In.leftDown && !leftDown) || (In.rightDown && !rightDown);
+    In.clickState = edge ? edge : released ? (In.leftDown ? -1 : -2) : 0;
+    In.leftEdge = edge == 1, In.rightEdge = edge == 2;
+    In.leftDown = leftDown, In.rightDown = rightDown;
+    In.pageX = x, In.pageY = y;
+    In.pageXF = F(x), In.pageYF = F(y);
+    In.shift = shift;
+    tool();
+  }
+  void Drag(void (*tool)(), int x0, int y0, int x1, int y1) {
+    Step(tool, x0, y0, 1, 0, 1);
+    Step(tool, (x0 + x1) / 2, (y0 + y1) / 2, 1);
+    Step(tool, x1, y1, 0);
+  }
+
+  std::set<std::pair<int, int>> PaintedPixels() const {
+    std::set<std::pair<int, int>> out;
+    for (int y = 0; y < page_->height; ++y)
+      for (int x = 0; x < page_->width; ++x)
+        if (page_->Row(y)[x]) out.insert({x, y});
+    return out;
+  }
+  static std::set<std::pair<int, int>> RimPixels(int cx, int cy, int a, int b) {
+    struct Out {
+      std::set<std::pair<int, int>> set;
+      int cx, cy;
+    } out{{}, cx, cy};
+    WalkEllipse(
+        a, b,
+        [](int x, int y, int, int, int, void* u) {
+          auto* o = static_cast<Out*>(u);
+          o->set.insert({o->cx + x, o->cy + y});
+        },
+        &out);
+    return out.set;
+  }
+  void Clear() { std::fill(page_->data, page_->data + page_->width * page_->height, 0); }
+
+  BlockPtr page_;
+};
+
+// ---- Constrain filter -----------------------------------------------------------------------
+
+TEST_F(ShapeTest, ConstrainWaitsForSixteenPixelsThenHoldsOneDirection) {
+  struct Case {
+    int dx, dy;
+    int32_t direction;
+  } cases[] = {
+      {15, 9, ConstrainNone},                                      // under 16 in both axes: free
+      {16, 6, ConstrainHorizontal},                                // 0.375 < 0.414
+      {16, 7, ConstrainDiagonalDown},                              // 0.4375
+      {0, -16, ConstrainVertical},    {6, 16, ConstrainVertical},  // 2.67 ≥ 2.414
+      {7, 16, ConstrainDiagonalDown},                              // 2.29
+      {-16, 10, ConstrainDiagonalUp}, {17, -12, ConstrainDiagonalUp},
+  };
+  for (const Case& c : cases) {
+    Constrain = ConstrainState{};
+    ConstrainAnchor(F(50), F(50));
+    Constrain.held = true;
+    int32_t x = F(50 + c.dx), y = F(50 + c.dy);
+    ConstrainPointer(true, &x, &y);
+    EXPECT_EQ(Constrain.direction, c.direction) << c.dx << "," << c.dy;
+    switch (c.direction) {
+      case ConstrainNone:
+        EXPECT_EQ(x, F(50 + c.dx));
+        EXPECT_EQ(y, F(50 + c.dy));
+        break;
+      case ConstrainHorizontal:
+        EXPECT_EQ(y, F(50));
+        break;
+      case ConstrainVertical:
+        EXPECT_EQ(x, F(50));
+        break;
+      case ConstrainDiagonalDown:
+        EXPECT_EQ(y - F(50), x - F(50));
+        break;
+      default:
+        EXPECT_EQ(y - F(50), F(50) - x);
+    }
+  }
+  // Held: a later move back near the anchor, or across, stays on the line until the key goes up.
+  Constrain = ConstrainState{};
+  ConstrainAnchor(F(50), F(50));
+  Constrain.held = true;
+  int32_t x = F(70), y = F(52);
+  ConstrainPointer(true, &x, &y);
+  x = F(40), y = F(90);
+  ConstrainPointer(true, &x, &y);
+  EXPECT_EQ(y, F(50));
+  ConstrainPointer(false, &x, &y);
+  x = F(40), y = F(90);
+  ConstrainPointer(false, &x, &y);
+  EXPECT_EQ(y, F(90));
+}
+
+// ---- Two-point figures ------------------------------------------------------------------------
+
+TEST_F(ShapeTest, LineShowsABandWhileHeldAndDrawsAtRelease) {
+  Step(LineToolStep, 10, 20, 1, 0, 1);
+  Step(LineToolStep, 30, 25, 1);
+  EXPECT_FALSE(OverlayPixels().empty());
+  EXPECT_TRUE(PaintedPixels().empty()) << "the band must not reach the page";
+  Step(LineToolStep, 40, 20, 0);
+  EXPECT_TRUE(OverlayPixels().empty());
+  std::set<std::pair<int, int>> want;
+  for (int x = 10; x <= 40; ++x) want.insert({x, 20});
+  EXPECT_EQ(PaintedPixels(), want);
+  EXPECT_EQ(page_->Row(20)[25], Draw.APen);
+  EXPECT_EQ(Shape.phase, 0);
+
+  // The right button erases the same line.
+  Step(LineToolStep, 10, 20, 0, 1, 2);
+  Step(LineToolStep, 40, 20, 0, 0);
+  EXPECT_TRUE(PaintedPixels().empty());
+}
+
+TEST_F(ShapeTest, LineWithShiftSnapsTheEndToTheAnchorsRow) {
+  Step(LineToolStep, 10, 20, 1, 0, 1, true);
+  Step(LineToolStep, 40, 26, 1, 0, 0, true);
+  Step(LineToolStep, 60, 27, 0, 0, 0, true);
+  std::set<std::pair<int, int>> want;
+  for (int x = 10; x <= 60; ++x) want.insert({x, 20});
+  EXPECT_EQ(PaintedPixels(), want);
+}
+
+TEST_F(ShapeTest, RectangleOutlinesItsCornersInAnyOrder) {
+  std::set<std::pair<int, int>> want;
+  for (int x = 10; x <= 20; ++x) want.insert({x, 10}), want.insert({x, 15});
+  for (int y = 10; y <= 15; ++y) want.insert({10, y}), want.insert({20, y});
+  Drag(RectangleToolStep, 10, 10, 20, 15);
+  EXPECT_EQ(PaintedPixels(), want);
+  Clear();
+  Drag(RectangleToolStep, 20, 15, 10, 10);
+  EXPECT_EQ(PaintedPixels(), want);
+  Clear();
+  DrawRectangleOutline(20, 10, 10, 15, Draw.APen, false);
+  EXPECT_EQ(PaintedPixels(), want);
+}
+
+TEST_F(ShapeTest, FilledFormsHandTheirRegionToTheFill) {
+  static std::vector<FillRegion> seen;
+  seen.clear();
+  RegionFill = [](const FillRegion& r, Pixel, bool) {
+    seen.push_back(r);
+    return 0;
+  };
+  ToggleShapeFilled(kToolRectangle);
+  ToggleShapeFilled(kToolEllipse);
+  ToggleShapeFilled(kToolDraw);
+  Drag(RectangleToolStep, 30, 40, 12, 8);
+  Drag(EllipseToolStep, 50, 50, 42, 56);
+  Step(FreehandToolStep, 5, 5, 1, 0, 1);
+  Step(FreehandToolStep, 25, 5, 1);
+  Step(FreehandToolStep, 25, 25, 0);
+  ASSERT_EQ(seen.size(), 3u);
+  EXPECT_EQ(seen[0].kind, FillRegion::Rectangle);
+  EXPECT_EQ(std::vector<int>({seen[0].x0, seen[0].y0, seen[0].x1, seen[0].y1}),
+            std::vector<int>({12, 8, 30, 40}));
+  EXPECT_EQ(seen[1].kind, FillRegion::Ellipse);
+  EXPECT_EQ(std::vector<int>({seen[1].cx, seen[1].cy, seen[1].rx, seen[1].ry}),
+            std::vector<int>({50, 50, 8, 6}));
+  EXPECT_EQ(seen[2].kind, FillRegion::Polygon);
+  ASSERT_EQ(seen[2].points.size(), 3u);
+  EXPECT_EQ(seen[2].points[1].x, F(25));
+  EXPECT_TRUE(PaintedPixels().empty());
+  ToggleShapeFilled(kToolRectangle);
+  EXPECT_FALSE(ShapeFilled(kToolRectangle));
+}
+
+// ---- Freehand -------------------------------------------------------------------------------
+
+// Shade darkens by one a pass, so the count of passes shows in the pixel.
+TEST_F(ShapeTest, FreehandPressAndReleaseStampsOnce) {
+  SetCurrentBrush(MakePenBrush(2));
+  Ws.drawMode = DrawShade;
+  std::fill(page_->data, page_->data + page_->width * page_->height, 0xFF808080u);
+  Step(FreehandToolStep, 30, 30, 1, 0, 1);
+  EXPECT_EQ(page_->Row(30)[30], 0xFF808080u) << "the press only records";
+  Step(FreehandToolStep, 30, 30, 0);
+  EXPECT_EQ(page_->Row(30)[30], 0xFF7F7F7Fu);
+  // The midpoint disc of radius 2: rows of 3, 5, 5, 5 and 3 pixels.
+  int changed = 0;
+  for (int i = 0; i < page_->width * page_->height; ++i) changed += page_->data[i] != 0xFF808080u;
+  EXPECT_EQ(changed, 21);
+  EXPECT_EQ(page_->Row(28)[29], 0xFF7F7F7Fu);
+  EXPECT_EQ(page_->Row(28)[28], 0xFF808080u);
+  EXPECT_EQ(Shape.phase, 0);
+}
+
+TEST_F(ShapeTest, FreehandRunsThroughMidpointsToTheRelease) {
+  Step(FreehandToolStep, 5, 5, 1, 0, 1);
+  Step(FreehandToolStep, 15, 5, 1);
+  Step(FreehandToolStep, 25, 5, 1);
+  Step(FreehandToolStep, 35, 5, 1);
+  Step(FreehandToolStep, 35, 5, 0);
+  std::set<std::pair<int, int>> want;
+  for (int x = 5; x <= 35; ++x) want.insert({x, 5});
+  EXPECT_EQ(PaintedPixels(), want);
+}
+
+// ---- Point ------------------------------------------------------------------------------------
+
+TEST_F(ShapeTest, PointStampsWhileHeldOrOnlyAtTheClick) {
+  for (int single : {0, 1}) {
+    Clear();
+    Shapes.dottedSingle = single;
+    Step(PointToolStep, 10, 10, 1, 0, 1);
+    Step(PointToolStep, 20, 10, 1);
+    Step(PointToolStep, 30, 10, 1);
+    Step(PointToolStep, 30, 10, 0);
+    std::set<std::pair<int, int>> want{{10, 10}};
+    if (!single) want.insert({20, 10}), want.insert({30, 10});
+    EXPECT_EQ(PaintedPixels(), want) << "single " << single;
+  }
+}
+
+// ---- Circles and ellipses ---------------------------------------------------------------------
+
+TEST_F(ShapeTest, CircleRadiusIsTheRoundedDistance) {
+  Drag(CircleToolStep, 50, 50, 53, 54);  // distance 5
+  EXPECT_EQ(PaintedPixels(), RimPixels(50, 50, 5, 5));
+  Clear();
+  Drag(CircleToolStep, 50, 50, 54, 52);  // sqrt 20 = 4.47 gives 4
+  EXPECT_EQ(PaintedPixels(), RimPixels(50, 50, 4, 4));
+}
+
+TEST_F(ShapeTest, CircleOfRadiusZeroStampsOneBrush) {
+  SetCurrentBrush(MakePenBrush(1));
+  Ws.drawMode = DrawShade;
+  std::fill(page_->data, page_->data + page_->width * page_->height, 0xFF808080u);
+  Drag(CircleToolStep, 40, 40, 40, 40);
+  std::set<std::pair<int, int>> changed;
+  for (int y = 0; y < page_->height; ++y)
+    for (int x = 0; x < page_->width; ++x)
+      if (page_->Row(y)[x] != 0xFF808080u) {
+        changed.insert({x, y});
+        EXPECT_EQ(page_->Row(y)[x], 0xFF7F7F7Fu) << "one pass only";
+      }
+  EXPECT_EQ(changed,
+            (std::set<std::pair<int, int>>{{40, 39}, {39, 40}, {40, 40}, {41, 40}, {40, 41}}));
+}
+
+TEST_F(ShapeTest, ThreePointsGiveTheCircleThroughThem) {
+  double cx, cy, r;
+  ASSERT_TRUE(CircleThrough(0, 0, 10, 0, 0, 10, &cx, &cy, &r));
+  EXPECT_DOUBLE_EQ(cx, 5);
+  EXPECT_DOUBLE_EQ(cy, 5);
+  EXPECT_DOUBLE_EQ(r, std::sqrt(50.0));
+  ASSERT_TRUE(CircleThrough(3, 4, -5, 0, 0, -5, &cx, &cy, &r));
+  EXPECT_NEAR(cx, 0, 1e-12);
+  EXPECT_NEAR(cy, 0, 1e-12);
+  EXPECT_NEAR(r, 5, 1e-12);
+  EXPECT_FALSE(CircleThrough(0, 0, 5, 5, 10, 10, &cx, &cy, &r));
+
+  Shapes.circle3 = 1;
+  Step(CircleToolStep, 60, 50, 1, 0, 1);
+  Step(CircleToolStep, 60, 50, 0);
+  Step(CircleToolStep, 50, 60, 1, 0, 1);
+  Step(CircleToolStep, 50, 60, 0);
+  Step(CircleToolStep, 42, 52, 0);
+  EXPECT_FALSE(OverlayPixels().empty());
+  EXPECT_TRUE(PaintedPixels().empty());
+  Step(CircleToolStep, 40, 50, 1, 0, 1);
+  EXPECT_TRUE(OverlayPixels().empty());
+  EXPECT_EQ(PaintedPixels(), RimPixels(50, 50, 10, 10));
+}
+
+TEST_F(ShapeTest, WalkerRimStaysWithinHalfAPixelOfTheEllipse) {
+  for (auto [a, b] : std::vector<std::pair<int, int>>{
+           {1, 1}, {5, 5}, {10, 3}, {3, 10}, {40, 25}, {200, 200}, {1, 30}, {64, 2}}) {
+    std::vector<std::pair<int, int>> seen;
+    struct Out {
+      std::vector<std::pair<int, int>>* seen;
+      int a, b;
+    } out{&seen, a, b};
+    WalkEllipse(
+        a, b,
+        [](int x, int y, int nx, int ny, int cov, void* u) {
+          auto* o = static_cast<Out*>(u);
+          o->seen->push_back({x, y});
+          double A = o->a, B = o->b;
+          // The offset along the axis the step moves across: y off the rim for a column, x for
+          // a row.
+          double dy = std::fabs(std::fabs(y) - B * std::sqrt(std::max(0.0, 1 - x * x / (A * A))));
+          double dx = std::fabs(std::fabs(x) - A * std::sqrt(std::max(0.0, 1 - y * y / (B * B))));
+          EXPECT_LE(std::min(dx, dy), 0.5 + 1e-9) << o->a << "x" << o->b << " at " << x << "," << y;
+          EXPECT_EQ(std::abs(nx - x) + std::abs(ny - y), 1);
+          EXPECT_GE(cov, 0);
+          EXPECT_LE(cov, 255);
+        },
+        &out);
+    std::set<std::pair<int, int>> unique(seen.begin(), seen.end());
+    EXPECT_EQ(unique.size(), seen.size()) << "no pixel twice, " << a << "x" << b;
+    for (auto [x, y] : unique) EXPECT_TRUE(unique.count({-x, y}) && unique.count({x, -y}));
+    EXPECT_TRUE(unique.count({a, 0}) && unique.count({0, b}) && unique.count({-a, 0}));
+    // A closed rim: every pixel touches two others. A needle's tips touch one.
+    if (std::min(a, b) < 3) continue;
+    for (auto [x, y] : unique) {
+      int n = 0;
+      for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx) n += (dx || dy) && unique.count({x + dx, y + dy});
+      EXPECT_GE(n, 2) << a << "x" << b << " at " << x << "," << y;
+    }
+  }
+}
+
+TEST_F(ShapeTest, FlatEllipseIsARunWithFallingCoverage) {
+  std::vector<std::pair<int, int>> run;  // (x, coverage)
+  WalkEllipse(
+      4, 0,
+      [](int x, int y, int, int, int cov, void* u) {
+        EXPECT_EQ(y, 0);
+        static_cast<std::vector<std::pair<int, int>>*>(u)->push_back({x, cov});
+      },
+      &run);
+  EXPECT_EQ(
+      run,
+      (std::vector<std::pair<int, int>>{
+          {0, 255}, {1, 191}, {2, 127}, {3, 63}, {4, 0}, {-1, 191}, {-2, 127}, {-3, 63}, {-4, 0}}));
+}
+
+TEST_F(ShapeTest, AntialiasedRimSharesPaintAcrossTheRim) {
+  StrokeCtx.tool = ToolPropellingPencil;
+  AntialiasOn = 1;
+  Draw.power = 255;
+  DrawEllipseOutline(60, 50, 30, 20, PenPixel(255, 255, 255), false);
+  int partial = 0;
+  for (int y = 0; y < page_->height; ++y)
+    for (int x = 0; x < page_->width; ++x) {
+      Pixel p = page_->Row(y)[x];
+      if (!p) continue;
+      double dx = (x - 60) / 30.0, dy = (y - 50) / 20.0;
+      double e = std::sqrt(dx * dx + dy * dy);
+      EXPECT_NEAR(e, 1.0, 0.1) << x << "," << y;
+      partial += Alpha(p) < 255;
+    }
+  EXPECT_GT(partial, 50);
+  EXPECT_GE(Alpha(page_->Row(50)[90]), 200);  // the rim lies on the pixel there
+}
+
+// ---- Spline ---------------------------------------------------------------------------------
+
+TEST_F(ShapeTest, SplineControlsFollowTheTension) {
+  Fixed16 a{0, 0}, m{45 << 16, 30 << 16}, e{90 << 16, 0};
+  SplinePieces s = SplineControls(a, m, e, 100);
+  EXPECT_EQ(s.p[0][2].x, 15 << 16);
+  EXPECT_EQ(s.p[0][2].y, 30 << 16);
+  EXPECT_EQ(s.p[1][1].x, 75 << 16);
+  EXPECT_EQ(s.p[0][1].x, 0);
+  EXPECT_EQ(s.p[1][2].x, 90 << 16);
+  s = SplineControls(a, m, e, 50);
+  EXPECT_EQ(s.p[0][2].x, 30 << 16);
+  EXPECT_EQ(s.p[1][1].x, 60 << 16);
+  s = SplineControls(a, m, e, 0);
+  EXPECT_EQ(s.p[0][2].x, m.x);
+}
+
+TEST_F(ShapeTest, SplinePhasesEndsThenMiddle) {
+  Step(SplineToolStep, 10, 60, 1, 0, 1);
+  EXPECT_EQ(Shape.phase, 1);
+  Step(SplineToolStep, 100, 60, 1);
+  Step(SplineToolStep, 100, 60, 0);
+  EXPECT_EQ(Shape.phase, 2);
+  Step(SplineToolStep, 55, 20, 0);
+  EXPECT_FALSE(OverlayPixels().empty());
+  EXPECT_TRUE(PaintedPixels().empty());
+  Step(SplineToolStep, 55, 30, 1, 0, 1);
+  EXPECT_EQ(Shape.phase, 0);
+  EXPECT_TRUE(OverlayPixels().empty());
+  auto px = PaintedPixels();
+  EXPECT_TRUE(px.count({10, 60}) && px.count({100, 60}) && px.count({55, 30}));
+  for (auto [x, y] : px) EXPECT_TRUE(y >= 29 && y <= 60) << x << "," << y;
+
+  // With the constrain key the press holds the middle until the release.
+  Clear();
+  Step(SplineToolStep, 10, 60, 1, 0, 1);
+  Step(SplineToolStep, 100, 60, 0);
+  Step(SplineToolStep, 55, 40, 1, 0, 1, true);
+  EXPECT_EQ(Shape.phase, 3);
+  Step(SplineToolStep, 55, 50, 1, 0, 0, false);
+  EXPECT_TRUE(PaintedPixels().empty());
+  Step(SplineToolStep, 55, 50, 0);
+  EXPECT_TRUE(PaintedPixels().count({55, 50}));
+}
+
+TEST_F(ShapeTest, EndToolClosesASplineAndDropsALine) {
+  Step(SplineToolStep, 10, 60, 1, 0, 1);
+  Step(SplineToolStep, 100, 60, 0);
+  Step(SplineToolStep, 55, 40, 0);
+  EndShapeTool(kToolSpline);
+  EXPECT_TRUE(PaintedPixels().count({55, 40}));
+  EXPECT_TRUE(OverlayPixels().empty());
+  EXPECT_EQ(Shape.phase, 0);
+
+  Clear();
+  Step(LineToolStep, 10, 10, 1, 0, 1);
+  Step(LineToolStep, 50, 10, 1);
+  EndShapeTool(kToolLine);
+  EXPECT_TRUE(OverlayPixels().empty());
+  EXPECT_TRUE(PaintedPixels().empty());
+  Step(LineToolStep, 50, 10, 0);
+  EXPECT_TRUE(PaintedPixels().empty()) << "the ended line owes nothing at the release";
+}
+
+// ---- Point list -------------------------------------------------------------------------------
+
+TEST_F(ShapeTest, PointListRunsFromFirstToLastPoint) {
+  std::vector<Fixed16> line{{F(5), F(10)}, {F(40), F(10)}};
+  DrawPointList(line, Draw.APen, false, 0, 0, 255, 255);
+  std::set<std::pair<int, int>> want;
+  for (int x = 5; x <= 40; ++x) want.insert({x, 10});
+  EXPECT_EQ(PaintedPixels(), want);
+
+  Clear();
+  std::vector<Fixed16> four{{F(5), F(20)}, {F(15), F(20)}, {F(30), F(20)}, {F(60), F(20)}};
+  DrawPointList(four, Draw.APen, false, 0, 0, 255, 255);
+  want.clear();
+  for (int x = 5; x <= 60; ++x) want.insert({x, 20});
+  EXPECT_EQ(PaintedPixels(), want);
+
+  // A bend passes through the midpoints of the inner points, not the points themselves.
+  Clear();
+  std::vector<Fixed16> bend{{F(10), F(80)}, {F(30), F(40)}, {F(50), F(40)}, {F(70), F(80)}};
+  DrawPointList(bend, Draw.APen, false, 0, 0, 255, 255);
+  auto px = PaintedPixels();
+  EXPECT_TRUE(px.count({10, 80}) && px.count({70, 80}) && px.count({40, 40}));
+  EXPECT_FALSE(px.count({30, 40}));
+}
+
+}  // namespace
+}  // namespace vela
