@@ -238,5 +238,30 @@ TEST_F(Gadgets, TextFieldsTakeTheCaretAtThePointerAndReportReturn) {
   EXPECT_TRUE(calls.empty());
 }
 
+TEST_F(Gadgets, ANewWindowClosesTheActiveTextFieldUnlessItsFlagKeepsIt) {
+  char text[8] = "";
+  TextField tf{text, sizeof text, 0, 0};
+  Gadget t[] = {{.left = 10,
+                 .top = 10,
+                 .right = 150,
+                 .bottom = 30,
+                 .id = 9,
+                 .flags = kGadTextField,
+                 .extension = &tf},
+                {}};
+  Window* w = Make(100, 100, 200, 100, t);
+  ActivateTextField(w, &t[0], 0);
+  Window* keep = CreateWindow(50, 50, kWinKeepTextField);
+  EXPECT_EQ(Ws.activeGadget, &t[0]);
+  Window* other = CreateWindow(50, 50, 0);
+  EXPECT_EQ(Ws.activeGadget, nullptr);
+  EXPECT_TRUE(calls.empty());  // closed, not finished: no code 4
+  ActivateTextField(w, &t[0], 0);
+  RemoveWindow(w);  // the field goes with its Window
+  EXPECT_EQ(Ws.activeGadget, nullptr);
+  EXPECT_EQ(Ws.activeGadgetWindow, nullptr);
+  for (Window* x : {keep, other, w}) DeleteWindow(x);
+}
+
 }  // namespace
 }  // namespace vela
