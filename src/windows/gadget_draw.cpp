@@ -38,6 +38,12 @@ void Fill(Block* b, int x0, int y0, int x1, int y1, Pixel p) {
   FillRect(b, x0, y0, x1, y1, p);
 }
 
+// DrawLine does not clip: a line goes only where both ends lie in the Block.
+void Line(Block* b, int x0, int y0, int x1, int y1, Pixel p) {
+  auto in = [b](int x, int y) { return x >= 0 && y >= 0 && x < b->width && y < b->height; };
+  if (in(x0, y0) && in(x1, y1)) DrawLine(b, x0, y0, x1, y1, p);
+}
+
 void HLine(Block* b, int x0, int x1, int y, Pixel p) {
   Fill(b, x0, y, x1, y, p);
 }
@@ -73,7 +79,7 @@ void Icon(Block* b, const Gadget* g, int x0, int y0, int x1, int y1) {
       Fill(b, cx, cy, cx + 4, cy + 3, kWhite);
       break;
     case kGadResize:
-      for (int i = 0; i < 3; ++i) DrawLine(b, cx + 4 - i * 3, cy + 4, cx + 4, cy + 4 - i * 3, kInk);
+      for (int i = 0; i < 3; ++i) Line(b, cx + 4 - i * 3, cy + 4, cx + 4, cy + 4 - i * 3, kInk);
       break;
     case kGadMaximize:
       Fill(b, cx - 4, cy - 4, cx + 4, cy + 4, kInk);
@@ -102,8 +108,8 @@ void DrawSwitch(Block* b, const Gadget* g, int y0, int y1) {
   Bevel(b, x, y, x + s - 1, y + s - 1, true);
   if (g->flags & kGadSelected) {
     for (int i = 0; i < 2; ++i) {
-      DrawLine(b, x + 2, y + 5 + i, x + 4, y + 7 + i, kInk);
-      DrawLine(b, x + 4, y + 7 + i, x + 8, y + 3 + i, kInk);
+      Line(b, x + 2, y + 5 + i, x + 4, y + 7 + i, kInk);
+      Line(b, x + 4, y + 7 + i, x + 8, y + 3 + i, kInk);
     }
   }
   if (g->label)

@@ -263,5 +263,48 @@ TEST_F(Gadgets, ANewWindowClosesTheActiveTextFieldUnlessItsFlagKeepsIt) {
   for (Window* x : {keep, other, w}) DeleteWindow(x);
 }
 
+TEST_F(Gadgets, RowsReachingPastTheWindowAreDrawnOnlyInside) {
+  char text[8] = "abcdef";
+  TextField tf{text, sizeof text, 6, 0};
+  Gadget t[] = {{.left = -10, .top = -10, .right = 50, .bottom = 50, .id = kGadResize},
+                {.left = 20,
+                 .top = 20,
+                 .right = 80,
+                 .bottom = 60,
+                 .id = 1,
+                 .flags = kGadSwitchLabel | kGadSelected,
+                 .label = "Switch"},
+                {.left = 5,
+                 .top = 25,
+                 .right = 90,
+                 .bottom = 45,
+                 .id = 2,
+                 .flags = kGadTextField,
+                 .extension = &tf,
+                 .label = "Left",
+                 .labelFlags = kLabelLeft},
+                {.left = -20,
+                 .top = 2,
+                 .right = 10,
+                 .bottom = 8,
+                 .id = 3,
+                 .flags = kGadImage,
+                 .image = nullptr,
+                 .label = "Right",
+                 .labelFlags = kLabelRight},
+                {}};
+  Window* w = Make(100, 100, 40, 30, t);
+  Ws.activeGadget = &t[2];
+  Ws.activeGadgetWindow = w;
+  DrawWindow(w);
+  EXPECT_EQ(w->picture->guard, kBlockGuard);
+  // The two spare rows after the picture stay untouched.
+  for (int i = 0; i < 2 * w->width; ++i) ASSERT_EQ(w->picture->data[w->width * w->height + i], 0u);
+  for (Gadget& g : t)
+    if (g.id) BlitGadget(w, &g);
+  EXPECT_TRUE(Shows(w, 100, 100, 40, 30));
+  Ws.activeGadget = nullptr;
+}
+
 }  // namespace
 }  // namespace vela
