@@ -514,18 +514,18 @@ int ReadTileStream(ImageSequence* s, int count, const void* data, size_t size) {
       }
     }
   } else if (base != 0) {
-    return fail("Read error!");
+    return fail(nullptr);
   }
   const uint32_t fileTiles = r.U32BE();
-  if (!r.ok()) return fail("Read error!");
+  if (!r.ok()) return fail(nullptr);
   if (fileTiles != static_cast<uint32_t>(tiles)) return fail("numtile != i->Link->NumTile");
   for (int i = 0; i < tiles; ++i) {
     const uint32_t n = r.U32BE();
-    if (!r.ok()) return fail("Read error!");
+    if (!r.ok()) return fail(nullptr);
     TileRef* t = nullptr;
     if (n == 0) {
       const uint32_t back = r.U32BE(), at = r.U32BE();
-      if (!r.ok()) return fail("Read error!");
+      if (!r.ok()) return fail(nullptr);
       const ImageLink* from = nullptr;
       if (back == 0) {
         from = at < static_cast<uint32_t>(i) ? link : nullptr;
@@ -542,7 +542,7 @@ int ReadTileStream(ImageSequence* s, int count, const void* data, size_t size) {
     Bytes bytes = r.Take(n);
     if (!r.ok() || n > kTileBytesMax ||
         !TileStreamFits(bytes.data(), bytes.size(), TileAt(s->width, s->height, i)))
-      return fail("Read error!");
+      return fail(nullptr);
     TileRef* prior = i > 0 ? link->tiles[i - 1] : nullptr;
     if (prior && prior->size == static_cast<int32_t>(n) &&
         CacheCompare(prior->key, bytes.data(), static_cast<int32_t>(n))) {
@@ -797,6 +797,7 @@ class Source {
   uint64_t left() const { return size_ - std::min(pos_, size_); }
   void Seek(uint64_t at) { pos_ = std::min(at, size_); }
   bool Read(void* dst, size_t n) {
+    if (n == 0) return true;
     if (n > left()) return false;
     auto* d = static_cast<uint8_t*>(dst);
     if (n > kWindow / 2) {
@@ -912,7 +913,7 @@ struct Loader {
   // Big pictures need a file that could hold them: no allocation beyond what the bytes justify.
   bool Plausible(int w, int h) const {
     const uint64_t bytes = uint64_t(w) * uint64_t(h) * 4;
-    return bytes <= (uint64_t{32} << 20) + src.size() * 1024 ||
+    return bytes <= (uint64_t{8} << 20) + src.size() * 1024 ||
            (w == Ws.pageWidth && h == Ws.pageHeight);
   }
 
@@ -1490,7 +1491,13 @@ struct Loader {
     if (staged.empty()) return result;
     std::vector<Layer> layers;
     layers.reserve(staged.size());
-    for (Staged& s : staged) layers.push_back(s.layer);
+    for (Staged& s : staged) {
+      // The light table reaches no further than the layer's own images.
+      Layer l = s.layer;
+      l.lightBefore = std::max(l.lightBefore, l.first - l.last);
+      l.lightAfter = std::min(l.lightAfter, l.last - l.first);
+      layers.push_back(l);
+    }
     const int count = static_cast<int>(layers.size());
     if (!replace) {
       if (targetWidth != Ws.pageWidth || targetHeight != Ws.pageHeight || !StoreOpenImage()) {
