@@ -227,13 +227,47 @@ TEST_F(Screens, BubbleTextFollowsTheModeAndTheKeyOfTheAction) {
   BubbleText(&g_help[0], 2, out, sizeof out);
   EXPECT_STREQ(out, "One\n\nThe first.\n\nKeyboard shortcut: F5");
   EXPECT_EQ(BubbleText(&g_help[0], 0, out, sizeof out), 0);
+  // The frame gadgets share their help texts.
+  const std::pair<int, const char*> frame[] = {{kGadDepth, "Depth button"},
+                                               {kGadTitle, "Title bar"},
+                                               {kGadClose, "Close button"},
+                                               {kGadResize, "Resize button"},
+                                               {kGadMaximize, "Maximize/minimize button"},
+                                               {kGadMinimize, "Maximize/minimize button"}};
+  for (auto [id, name] : frame) {
+    Gadget g{.id = id};
+    BubbleText(&g, 1, out, sizeof out);
+    EXPECT_STREQ(out, name) << id;
+  }
   Gadget title{.id = kGadTitle};
-  BubbleText(&title, 1, out, sizeof out);
-  EXPECT_STREQ(out, "Title bar");
+  BubbleText(&title, 2, out, sizeof out);
+  EXPECT_STREQ(
+      out,
+      "Title bar\n\nContains the menu title.\n\nClick and drag on this bar\nto move the menu.");
   Gadget quiet{.id = 3, .flags = kGadInert | kGadHidden | kGadNoBubble, .help = "x\xA7\n\ny"};
   EXPECT_EQ(BubbleText(&quiet, 2, out, sizeof out), 0);
   quiet.flags = kGadInert | kGadHidden;
   EXPECT_GT(BubbleText(&quiet, 2, out, sizeof out), 0);
+}
+
+TEST_F(Screens, ALabelOnTheLeftWidensTheGadgetsScreenAreaByItsWidthAndFour) {
+  Gadget g{.left = 50,
+           .top = 10,
+           .right = 90,
+           .bottom = 30,
+           .id = 1,
+           .label = "Name",
+           .labelFlags = kLabelLeft};
+  int x0, y0, x1, y1;
+  GadgetArea(&g, &x0, &y0, &x1, &y1);
+  EXPECT_EQ(x0, 50 - (TextWidth("Name") + 4));
+  EXPECT_EQ(x1, 90);
+  EXPECT_EQ(y0, 10);
+  EXPECT_EQ(y1, 30);
+  g.labelFlags = kLabelInside;
+  GadgetArea(&g, &x0, &y0, &x1, &y1);
+  EXPECT_EQ(x0, 50);
+  EXPECT_GT(TextWidth("Name"), TextWidth("Nam"));
 }
 
 TEST_F(Screens, BubbleBoxFitsTheScreenAndGoesAboveThePointerNearTheBottom) {
