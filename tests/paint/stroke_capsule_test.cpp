@@ -196,26 +196,21 @@ TEST_F(DrawLineTest, HardConstantLinesStampAndOthersRasterise) {
   }
 }
 
-TEST_F(DrawLineTest, RadiusZeroIsASoftPointWithAntialias) {
+// A radius of 0 is a soft point of 0.6, the pixel itself and slivers of its four neighbours;
+// pressure pulls the radius towards the target, so a target below the Pen's radius thins.
+TEST_F(DrawLineTest, PenRadiiFromSizeAndTarget) {
   Draw.antialias = 1;
   SetCurrentBrush(MakePenBrush(0));
-  StrokeCtx.penRadius = 0;
-  StrokeCtx.targetRadius = 0;
+  StrokeCtx.penRadius = StrokeCtx.targetRadius = 0;
   ASSERT_EQ(StrokeLine(CurrentBrush(), F(20), F(20), F(20), F(20), PenPixel(0, 0, 255), 0, 1, 0, 0,
                        255, 255),
             0);
-  // A disc of 0.6 centred in its pixel: the pixel itself mostly, its four neighbours a sliver.
   int top = 0;
   EXPECT_EQ(Painted(&top), 5);
   EXPECT_LT(top, 255);
   EXPECT_GT(Alpha(page_->Row(20)[20]), 200);
   for (auto [x, y] : {std::pair{19, 20}, {21, 20}, {20, 19}, {20, 21}})
     EXPECT_LT(Alpha(page_->Row(y)[x]), 20);
-}
-
-// Pressure pulls the radius towards the target: below the Pen's radius it thins the line.
-TEST_F(DrawLineTest, PressureTowardsASmallerTargetThins) {
-  Draw.antialias = 1;
   auto area = [&](int target, int size) {
     std::fill(page_->data, page_->data + 48 * 40, 0);
     SetCurrentBrush(MakePenBrush(6));
@@ -413,9 +408,9 @@ TEST(Cursor, MovesLeaveNothingBehind) {
     for (int x = 0; x < 60; ++x) {
       int u = x - b->cursorX, v = y - b->cursorY;
       bool under = u >= 0 && v >= 0 && u < b->width && v < b->height;
-      if (!under)
-        ASSERT_EQ(s.pixels[(Ws.pageY + y) * s.stride + Ws.pageX + x], page->Row(y)[x])
-            << x << "," << y;
+      if (under) continue;
+      ASSERT_EQ(s.pixels[(Ws.pageY + y) * s.stride + Ws.pageX + x], page->Row(y)[x])
+          << x << "," << y;
     }
   HideCursor(b);
   FreeBrush(b);
