@@ -88,7 +88,8 @@ int LoadTga(Bytes f, Block* b) {
   if (!ReadHeader(r, &h)) return Fail("Bad TGA file"), -1;
   r.Skip(h.idLength);
   const int base = h.type & 7;  // 1 mapped, 2 true colour, 3 grey
-  std::vector<Pixel> map(65536);
+  // Indices below the map's first entry read as transparent, as do those past its end.
+  std::vector<Pixel> map;
   int mapCount = 0;
   if (base == 1 && h.mapType == 0) return Fail("TGA error: no Color Map!"), -1;
   if (h.mapType != 0) {
@@ -98,6 +99,7 @@ int LoadTga(Bytes f, Block* b) {
     if (!r.ok()) return Fail("Bad TGA file"), -1;
     if (base == 1) {
       mapCount = std::min(h.mapLength, 65536 - h.mapFirst);
+      map.assign(static_cast<size_t>(h.mapFirst) + mapCount, 0);
       for (int i = 0; i < mapCount; ++i)
         map[h.mapFirst + i] =
             DirectPixel(&entries[static_cast<size_t>(i) * entryBytes], entryBytes);
@@ -105,6 +107,7 @@ int LoadTga(Bytes f, Block* b) {
     }
   }
   if (base == 3) {
+    map.resize(256);
     for (int i = 0; i < 256; ++i) map[i] = MakePixel(255, i, i, i);
     mapCount = 256;
   }
