@@ -48,12 +48,14 @@ bool Held(int button) {
   return button == 2 ? In.rightDown != 0 : In.leftDown != 0;
 }
 
-// Pumps events for ms milliseconds of the host clock.
-void WaitMs(int ms) {
+// Pumps events for ms milliseconds of the host clock while the button is held. It stops at the
+// release, so that what follows the release stays queued for whoever comes next.
+void WaitMs(int ms, int button) {
   int64_t end = HostMilliseconds() + ms;
-  while (!MustStop()) {
-    while (PumpEvents(0) != 0 || HostWaitEvent(0)) {
-      if (MustStop()) return;
+  while (!MustStop() && Held(button)) {
+    if (HostWaitEvent(0)) {
+      PumpEvents(0);
+      continue;
     }
     int64_t left = end - HostMilliseconds();
     if (left <= 0) return;
@@ -169,13 +171,13 @@ void Repeat(Window* w, Gadget* g, int code, bool look) {
   if (w->handler) w->handler(w, g, code);
   for (int i = 0; i < 5 && Held(button) && !MustStop(); ++i) {
     if (!WindowListed(w)) return;
-    WaitMs(80);
+    WaitMs(80, button);
   }
   while (Held(button) && !MustStop()) {
     if (!WindowListed(w)) return;
     if (w->handler) w->handler(w, g, code);
-    WaitMs(40);
-    WaitMs(40);
+    WaitMs(40, button);
+    WaitMs(40, button);
   }
   if (!WindowListed(w)) return;
   if (w->handler) w->handler(w, g, -code);

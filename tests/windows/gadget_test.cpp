@@ -100,6 +100,9 @@ TEST_F(Gadgets, EachFlagGivesItsCodes) {
       {"move 190 170\ndown left\nwait 700\nup left\n",
        {{5, 1}, {5, 1}, {5, 1}, {5, 1}, {5, 1}, {5, -1}}},
       {"move 190 170\ndown left\nwait 300\nup left\n", {{5, 1}, {5, -1}}},
+      // A click that follows the release at once still reaches its own gadget.
+      {"move 190 170\ndown left\nwait 100\nup left\nmove 130 130\ndown left\nup left\n",
+       {{5, 1}, {5, -1}, {1, -1}}},
   };
   for (const Case& c : cases) {
     calls.clear();
