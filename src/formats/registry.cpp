@@ -150,6 +150,15 @@ const std::vector<SaveModeRow>& SaveModeRows() {
   return rows;
 }
 
+int SaveModeRowFor(int mode) {
+  if (mode == kFormatIlbm12 || mode == kFormatIlbm8) mode = kFormatIlbm;
+  if (mode == kFormatSun32) mode = kFormatSun24;
+  const auto& rows = SaveModeRows();
+  for (size_t i = 0; i < rows.size(); ++i)
+    if (rows[i].number == mode && mode != -2) return static_cast<int>(i);
+  return -1;
+}
+
 // ---- Keywords --------------------------------------------------------------------------------
 
 int FormatKeyword(const char* word) {

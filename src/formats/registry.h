@@ -21,6 +21,8 @@ struct SaveModeRow {
 };
 // The rows in menu order, the modules' rows added and the rows behind the separator sorted.
 const std::vector<SaveModeRow>& SaveModeRows();
+// The row that carries the tick for a mode (2, 5 and 20 tick ILBM; 15 and 16 Sun), or -1.
+int SaveModeRowFor(int mode);
 
 // FileType and LoadFileIntoBlock over bytes already in memory; path gives the extension.
 int FileTypeOfBytes(Bytes file, const char* path, int* width, int* height);

@@ -32,6 +32,11 @@ TEST_F(Registry, KeywordsMatchByTheWordsStartInTableOrder) {
   EXPECT_EQ(behind, (std::vector<std::string>{" BMP", " ILBM", " JPEG ", " PCX", " PNG ", " PSD ",
                                               " SGI Image ", " SOFTIMAGE ", " SUN RASTER ",
                                               " TGA 32", " TIFF V6.0 "}));
+  EXPECT_STREQ(rows[SaveModeRowFor(20)].label, " ILBM");
+  EXPECT_STREQ(rows[SaveModeRowFor(5)].label, " ILBM");
+  EXPECT_STREQ(rows[SaveModeRowFor(16)].label, " SUN RASTER ");
+  EXPECT_STREQ(rows[SaveModeRowFor(FormatKeyword("sgi"))].label, " SGI Image ");
+  EXPECT_EQ(SaveModeRowFor(77), -1);
 }
 
 TEST_F(Registry, SnifferTellsTgaOnlyByExtensionAndFormFilesApart) {
