@@ -445,6 +445,22 @@ TEST_F(ProjectFile, LoadFailuresSayWhatAndKeepWhatStands) {
   EXPECT_TRUE(Said("Bad file"));
   EXPECT_EQ(Snapshot(), mine);
 
+  // Found by fuzzing: a light table of two billion images, and a chunk with no contents.
+  Bytes8 odd = good;
+  for (const Chunk& c : Chunks(good)) {
+    if (c.id != "LRHD") continue;
+    for (int k = 0; k < 4; ++k)
+      odd[c.at + 24 + k] = k ? 0 : 0x80, odd[c.at + 40 + k] = k ? 0xFF : 0x7F;
+  }
+  for (char ch : std::string("CRLR\0\0\0\0")) odd.push_back(static_cast<uint8_t>(ch));
+  PutFile(Path("odd.vel"), odd);
+  ASSERT_EQ(LoadProject(Path("odd.vel").c_str(), true, false, true), 0);
+  for (int i = 0; i < LayerCount(); ++i) {
+    EXPECT_GE(LayerAt(i)->lightBefore, LayerAt(i)->first - LayerAt(i)->last);
+    EXPECT_LE(LayerAt(i)->lightAfter, LayerAt(i)->last - LayerAt(i)->first);
+  }
+  Scramble();
+
   // A picture far bigger than the file could describe is refused before any allocation.
   Bytes8 huge = {'F', 'O', 'R', 'M', 0,   0,   0,   32,  'Q',  'D',  'P',  'P',
                  'D', 'L', 'O', 'C', 0,   0,   0,   8,   0xFF, 0xFF, 0xFF, 0xFF,
