@@ -5,15 +5,17 @@
 #include "formats/project_file.h"
 #include "paint/draw_modes.h"
 #include "paint/grid.h"
+#include "paint/point_step.h"
 #include "paint/pressure.h"
+#include "paint/shapes.h"
 #include "paint/stroke.h"
+#include "paint/tools.h"
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
 #include "pixels/display.h"
 #include "project/layer_ops.h"
 #include "project/layers.h"
 #include "project/page.h"
-#include "project/point_step.h"
 #include "project/undo.h"
 #include "script/command_file.h"
 #include "script/external.h"
@@ -51,18 +53,9 @@ bool StartStrokes() {
   return UseDefaultBrush() == 0;
 }
 
-// The wheel sizes the Pen, one step of radius a notch.
-void WheelPen(int steps) {
-  if (StrokeCtx.tool != ToolPen) return;
-  int r = std::clamp(StrokeCtx.penRadius + steps, 0, 100);
-  if (r == StrokeCtx.penRadius) return;
-  Brush* b = MakePenBrush(r);
-  if (!b) {
-    Message(" Not enough memory");
-    return;
-  }
-  StrokeCtx.penRadius = StrokeCtx.targetRadius = r;
-  SetCurrentBrush(b);
+// The wheel sizes the current tool, one step a notch.
+void WheelTool(int steps) {
+  SetToolSize(ToolSize() + steps);
 }
 
 // The page, then the Windows over it.
@@ -79,10 +72,12 @@ void StopStrokes() {
 void LoadPens() {
   SetAPen(MainSet.aPen);
   Draw.BPen = MainSet.bPen;
+  LoadPensSettings();
 }
 void SavePens() {
   MainSet.aPen = Draw.APen;
   MainSet.bPen = Draw.BPen;
+  SavePensSettings();
 }
 
 const InitStep kInit[] = {
@@ -147,8 +142,20 @@ const RunHooks& ProgramHooks() {
     PointHover = StrokeHover;
     Loop().speedPressure = StrokeSpeedPressure;
     Input().snapToGrid = SnapPagePosition;
-    Input().wheelTool = WheelPen;
-    Loop().pressUndo = PressUndo;
+    Input().wheelTool = WheelTool;
+    Loop().pressUndo = PressToolUndo;
+    SetToolHandler(kToolPoint, PointToolStep);
+    SetToolHandler(kToolDraw, FreehandToolStep);
+    SetToolHandler(kToolLine, LineToolStep);
+    SetToolHandler(kToolCircle, CircleToolStep);
+    SetToolHandler(kToolRectangle, RectangleToolStep);
+    SetToolHandler(kToolSpline, SplineToolStep);
+    SetToolHandler(kToolEllipse, EllipseToolStep);
+    Loop().endTool = EndCurrentShapeTool;
+    Loop().selectDrawingTool = [](int slot, int mode) {
+      if (mode != -2) SelectDrawingTool(slot);
+    };
+    AddActions(ToolActions());
     Loop().refreshThumbnail = RefreshThumbnail;
     AddActions(UndoActions());
     AddActions(LayerOpsActions());

@@ -592,6 +592,11 @@ void FreehandToolStep() {
     Shape.points.clear();
     FillShapeRegion(region, colour, erase);
   } else if (Brush* b = ShapeBrush()) {
+    // A release that comes with the first move owes the move its control point.
+    if (Shape.phase == 1) {
+      Shape.control = p;
+      Shape.sizeC = Inputs.size, Shape.opacityC = Inputs.opacity;
+    }
     const Fixed16 m = Mid(Shape.control, p);
     const int sm = (Shape.sizeC + Inputs.size) / 2, om = (Shape.opacityC + Inputs.opacity) / 2;
     StrokeCurve(b, Shape.last.x >> 8, Shape.last.y >> 8, Shape.control.x >> 8, Shape.control.y >> 8,

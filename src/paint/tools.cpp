@@ -17,6 +17,7 @@
 #include "paint/shapes.h"
 #include "paint/stroke.h"
 #include "paint/wet.h"
+#include "project/undo.h"
 #include "start/config_store.h"
 #include "start/main_loop.h"
 #include "start/settings.h"
@@ -205,7 +206,8 @@ int ActivateTool() {
   auto flags = [](int pressure, int speed, int limit, int inversion) {
     StrokeCtx.pressureOn = pressure != 0;
     StrokeCtx.speedOn = speed != 0;
-    StrokeCtx.speedInvert = inversion != 0;
+    // The inversion turns the speed reading over; without speed there is nothing to turn.
+    StrokeCtx.speedInvert = inversion != 0 && speed != 0;
     SpeedScale = limit;
     PressureScale = limit;
   };
@@ -364,6 +366,21 @@ void IncreaseToolsSize() {
 
 void DecreaseToolsSize() {
   SetToolSize(ToolSize() - 1);
+}
+
+void PressToolUndo(bool left, bool right) {
+  if (!Wet.on) {
+    PressUndo(left, right);
+    return;
+  }
+  const bool keep = left && !right && StrokeCtx.keepWet && !Wet.stale && Ws.drawMode != DrawImpress;
+  if (!keep) {
+    // The stroke recomputes the page from the undo image: it must be the page as it stands.
+    if (Ws.undoMode != 2 && Undo.captureAllowed) SaveUndo();
+    ClearWetDirty();
+    Wet.stale = false;
+  }
+  if (right) Wet.stale = true;
 }
 
 // ---- Settings ---------------------------------------------------------------------------------

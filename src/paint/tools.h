@@ -9,8 +9,9 @@
 
 namespace vela {
 
+// The Pen reads speed inverted, so at rest its paint would vanish: a fresh Pen leaves speed off.
 struct PenRecord {
-  int32_t pressure = 1, speed = 1, limit = 25;
+  int32_t pressure = 1, speed = 0, limit = 25;
   int32_t size1 = 3;  // radius at minimum effect
   int32_t size2 = 0;  // radius at maximum effect: the pressure target
 };
@@ -102,6 +103,10 @@ void SavePensSettings();
 // The name a tool is saved and selected under ("Pen", "Pointe", "Wet" ...); null for none.
 const char* ToolKey(int tool);
 int ToolFromKey(const char* key);  // any case; -1 for none
+
+// Loop().pressUndo: a press takes the wet base and opens an undo step, except that a tool kept
+// wet goes on mixing with the strokes before it.
+void PressToolUndo(bool left, bool right);
 
 // The drawing tools' actions, and the shape tools'.
 std::span<const ActionRow> ToolActions();

@@ -4,6 +4,7 @@
 #include "script/layer_commands.h"
 #include "script/layer_ops_commands.h"
 #include "script/project_commands.h"
+#include "script/tool_commands.h"
 
 namespace vela {
 
@@ -71,6 +72,45 @@ const CommandRow kRows[] = {
     {"qd_saveproject", CmdSaveProject},
     {"qd_loadproject", CmdLoadProject},
     {"qd_getprojectname", CmdGetProjectName},
+    {"qd_spline", CmdSpline},
+    {"qd_zspline", CmdZSpline},
+    {"qd_polyspline", CmdPolySpline},
+    {"qd_tension", CmdTension},
+    {"qd_circle", CmdCircle},
+    {"qd_ellipse", CmdEllipse},
+    {"qd_rect", CmdRect},
+    {"qd_areainit", CmdAreaInit},
+    {"qd_initarea", CmdAreaInit},
+    {"qd_areamove", CmdAreaMove},
+    {"qd_zdot", CmdZDot},
+    {"qd_ghostline", CmdGhostLine},
+    {"qd_pen", CmdPen},
+    {"qd_inkpen", CmdPen},
+    {"qd_point", CmdPoint},
+    {"qd_pencil", CmdPencil},
+    {"qd_chalkpen", CmdChalk},
+    {"qd_chalk", CmdChalk},
+    {"qd_aeropen", CmdAirPen},
+    {"qd_airpen", CmdAirPen},
+    {"qd_airpower", CmdAirPower},
+    {"qd_aeropower", CmdAirPower},
+    {"qd_chalkpower", CmdChalkPower},
+    {"qd_pencilpower", CmdPencilPower},
+    {"qd_brushpower", CmdBrushPower},
+    {"qd_pointpower", CmdPointPower},
+    {"qd_airspline", CmdAirSpline},
+    {"qd_aerospline", CmdAirSpline},
+    {"qd_chalkspline", CmdChalkSpline},
+    {"qd_pencilspline", CmdPencilSpline},
+    {"qd_airprofile", CmdAirProfile},
+    {"qd_aeroprofile", CmdAirProfile},
+    {"qd_chalkprofile", CmdChalkProfile},
+    {"qd_pencilprofile", CmdPencilProfile},
+    {"qd_pressureprofile", CmdPressureProfile},
+    {"qd_setdrawmode", CmdSetDrawMode},
+    {"qd_aliason", CmdAliasOn},
+    {"qd_aliasoff", CmdAliasOff},
+    {"qd_smoothedge", CmdSmoothEdge},
 };
 }  // namespace
 

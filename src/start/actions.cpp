@@ -23,10 +23,27 @@ struct KeyBinding {
 
 // The pairs of the default map whose actions exist; a later pair for a key wins.
 const KeyBinding kDefaultMap[] = {
+    // ctrl a is bound twice; the second name is no action, and it stands.
+    {'A', kControl, "PreviousTool"},
+    {'A', kControl, "PreviousTools"},
+    {'A', 0, "NextTool"},
+    {'C', 0, "SelectCircle"},
+    {'D', 0, "SelectDraw"},
+    {'E', 0, "SelectEllipse"},
+    {'Q', 0, "SelectSpline"},
+    {'R', 0, "SelectRectangle"},
+    {'S', 0, "SelectPoint"},
     {'U', 0, "Undo"},
     {'U', kShift, "Refill"},
     {'Z', kControl, "Undo"},
+    {'V', 0, "SelectLine"},
+    {187, kShift, "IncreaseToolsSize"},  // + above =, and on the keypad
+    {107, 0, "IncreaseToolsSize"},
+    {189, 0, "DecreaseToolsSize"},  // -, and on the keypad
+    {109, 0, "DecreaseToolsSize"},
     {8, 0, "ResetUndo"},  // Backspace
+    {186, kShift, "ResetTool"},       // :
+    {'7', kShift, "SelectAntiAlias"},  // &
 };
 
 std::vector<std::span<const ActionRow>>& Tables() {

@@ -249,6 +249,14 @@ TEST_F(ShapeTest, FreehandRunsThroughMidpointsToTheRelease) {
   std::set<std::pair<int, int>> want;
   for (int x = 5; x <= 35; ++x) want.insert({x, 5});
   EXPECT_EQ(PaintedPixels(), want);
+
+  // A release that brings the first move with it still reaches the release point.
+  Clear();
+  Step(FreehandToolStep, 5, 50, 1, 0, 1);
+  Step(FreehandToolStep, 45, 50, 0);
+  want.clear();
+  for (int x = 5; x <= 45; ++x) want.insert({x, 50});
+  EXPECT_EQ(PaintedPixels(), want);
 }
 
 // ---- Point ------------------------------------------------------------------------------------

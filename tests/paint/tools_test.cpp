@@ -70,10 +70,11 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
     EXPECT_EQ(Draw.dabTexture, w.texture) << w.tool;
     EXPECT_EQ(Wet.on, w.wet) << w.tool;
     EXPECT_EQ(Draw.power, w.power) << w.tool;
-    EXPECT_TRUE(StrokeCtx.pressureOn && StrokeCtx.speedOn);
+    EXPECT_TRUE(StrokeCtx.pressureOn);
+    // A fresh Pen leaves speed off; the dab tools read it, none of them inverted.
+    EXPECT_EQ(StrokeCtx.speedOn, w.tool != ToolPen) << w.tool;
+    EXPECT_FALSE(StrokeCtx.speedInvert) << w.tool;
     EXPECT_EQ(SpeedScale, 25);
-    // Only the Pen reads speed inverted without being told.
-    EXPECT_EQ(StrokeCtx.speedInvert, w.tool == ToolPen) << w.tool;
   }
   // The dab's profile is the record's envelope. Radius 5 resamples to r = 4 entries; the centre's
   // share is bytes 47.25 to 63 of 4·i: (0.75·188 + 3300) / 15.75 = 218.48, times 128/255: 109.
@@ -88,6 +89,9 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
   EXPECT_EQ(CurrentBrush()->width, 19);
   EXPECT_EQ(StrokeCtx.penRadius, 9);
   EXPECT_EQ(StrokeCtx.targetRadius, 2);
+  Tools.pen.speed = 1;
+  ActivateTool();
+  EXPECT_TRUE(StrokeCtx.speedInvert) << "the Pen reads speed inverted";
 
   // The Propelling Pencil's single mask byte is its opacity, and so is the power.
   Tools.pointe.opacity = 90;

@@ -5,7 +5,7 @@
 namespace vela {
 
 // Draws one segment between two 16.16 page positions; first is set for the press, last for the
-// release, which ends the stroke. The paint engine fills it in: this module cannot reach it.
+// release, which ends the stroke.
 using PointSegmentFn = void (*)(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool first,
                                 bool right, bool last);
 extern PointSegmentFn PointSegment;

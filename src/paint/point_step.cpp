@@ -1,4 +1,4 @@
-#include "project/point_step.h"
+#include "paint/point_step.h"
 
 #include "start/input.h"
 
