@@ -1,11 +1,13 @@
 // Load and save of a 1920x1080 picture in TGA, BMP and PNG, beside the same through Magick++.
 // Both sides start from pixels in memory and end with a file, or the reverse; Magick++ keeps its
 // own 16-bit pixel cache, which is part of what it costs.
+// The C library's assert comes first: Magick++ declares its own __assert_fail in a namespace.
+#include <assert.h>
+#include <benchmark/benchmark.h>
+#include <unistd.h>
 #ifdef VELA_HAVE_MAGICK
 #include <Magick++.h>
 #endif
-#include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <string>
