@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "formats/file_commands.h"
+#include "formats/formats.h"
+#include "formats/image_files.h"
 #include "formats/project_file.h"
 #include "paint/draw_modes.h"
 #include "paint/grid.h"
@@ -64,6 +67,15 @@ void RedrawAllWindows() {
   RepaintScreen();
 }
 
+// A path from the command line or dropped on the window: a project, else a picture.
+void OpenPath(const char* path) {
+  int w, h;
+  if (ProjectInfo(path, &w, &h))
+    LoadProject(path, true, false, true);
+  else
+    LoadImage(path);
+}
+
 void StopStrokes() {
   SetCurrentBrush(nullptr);
 }
@@ -84,6 +96,7 @@ const InitStep kInit[] = {
     {"pixel tables", BuildPixelTables},
     {"brush", StartStrokes},
     {"commands", StartCommands},
+    {"file commands", AddFileCommands},
     {"interface font", OpenInterfaceFont},
 };
 
@@ -92,6 +105,7 @@ const SettingsStep kLoad[] = {
     {"Main", LoadMainSettings},         {"Pens", LoadPens},         {"System", LoadSystemSettings},
     {"Pressure", LoadPressureSettings}, {"Grid", LoadGridSettings},
     {"MLayers", LoadLayerSettings},
+    {"IO", LoadSaveSettings},
 };
 
 const SettingsStep kSave[] = {
@@ -101,6 +115,7 @@ const SettingsStep kSave[] = {
     {"Pressure", SavePressureSettings},
     {"Grid", SaveGridSettings},
     {"MLayers", SaveLayerSettings},
+    {"IO", StoreSaveSettings},
 };
 
 const SettingsStep kRelease[] = {
@@ -131,9 +146,10 @@ const RunHooks& ProgramHooks() {
     h.runCommandFile = RunCommandFile;
     h.isProject = [](const char* path) {
       int w, hh;
-      return ProjectInfo(path, &w, &hh);
+      return ProjectInfo(path, &w, &hh) || FileType(path, &w, &hh) >= 0;
     };
-    h.openProject = [](const char* path) { LoadProject(path, true, false, true); };
+    h.openProject = OpenPath;
+    Input().dropFile = OpenPath;
     SetProjectFileOps({SaveProject,
                        [](const char* path) { return LoadProject(path, true, false, true); },
                        [] { return ProjectFileName().c_str(); }});
