@@ -516,6 +516,9 @@ int ReadTileStream(ImageSequence* s, int count, const void* data, size_t size) {
   } else if (base != 0) {
     return fail(nullptr);
   }
+  // Links nearly always reach the image just before; the list is walked once for it.
+  const SequenceFrame* lastFrame = count > 0 ? FrameAt(s, count - 1) : nullptr;
+  const ImageLink* last = lastFrame ? lastFrame->link : nullptr;
   const uint32_t fileTiles = r.U32BE();
   if (!r.ok()) return fail(nullptr);
   if (fileTiles != static_cast<uint32_t>(tiles)) return fail("numtile != i->Link->NumTile");
@@ -529,6 +532,8 @@ int ReadTileStream(ImageSequence* s, int count, const void* data, size_t size) {
       const ImageLink* from = nullptr;
       if (back == 0) {
         from = at < static_cast<uint32_t>(i) ? link : nullptr;
+      } else if (back == 1) {
+        from = last;
       } else if (back <= static_cast<uint32_t>(count)) {
         const SequenceFrame* f = FrameAt(s, count - static_cast<int>(back));
         from = f ? f->link : nullptr;
