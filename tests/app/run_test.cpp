@@ -77,6 +77,7 @@ TEST_F(VelaRun, BadCommandLinesAndFiles) {
 
 TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
   Write("ev.txt", "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
+                  "move 525 350\ndown left\nmove 555 350\nup left\n"
                   "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n"
                   "move 500 420\ndown left\nmove 560 420\nup left\n");
   const std::string args = "PageWidth=320 PageHeight=200 --events ev.txt ";
@@ -86,10 +87,12 @@ TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
 
   Png png;
   ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
-  // Page origin is (480, 300): the Pen stroke of the drag, and a right-button dot in the B pen.
+  // Page origin is (480, 300): the Pen strokes of the drags, and a right-button dot that erases
+  // the middle of the second.
   EXPECT_EQ(png.Argb(20, 20), 0xFFFF0000u);
   EXPECT_EQ(png.Argb(23, 22), 0xFFFF0000u);
-  EXPECT_EQ(png.Argb(60, 50), 0xFF000000u);
+  EXPECT_EQ(png.Argb(47, 50), 0xFFFF0000u);
+  EXPECT_EQ(png.Argb(60, 50), 0u);
   EXPECT_EQ(png.Argb(40, 35), 0u);
   // A release batched with the last move still draws the stroke up to the release.
   EXPECT_EQ(png.Argb(70, 120), 0xFFFF0000u);
