@@ -1173,7 +1173,10 @@ struct Loader {
     Refresh();
     ByteReader r(Bytes(content.data(), content.size()));
     const uint32_t type = r.U32BE();
-    if (!r.ok()) return ReadError();
+    if (!r.ok()) {
+      ShortRead();
+      return Flow::kEnd;
+    }
     if (type == kStreamLinked) {
       const uint32_t k = r.U32BE();
       if (!r.ok() || k >= static_cast<uint32_t>(seq->count) ||
@@ -1199,10 +1202,11 @@ struct Loader {
     return AppendImage(*s) ? Flow::kGoOn : Flow::kEnd;
   }
 
-  Flow ReadError() {
+  // A stream that ends inside a record: said, and the load ends with 1. Always false.
+  bool ShortRead() {
     Message("Read error!");
     result = 1;
-    return Flow::kEnd;
+    return false;
   }
 
   // A tile stream as a plain picture: stored tiles unpacked, links copied.
@@ -1210,20 +1214,20 @@ struct Loader {
     const uint32_t base = r.U32BE();
     r.Skip(base);
     const uint32_t tiles = r.U32BE();
-    if (!r.ok()) return ReadError() == Flow::kGoOn;
+    if (!r.ok()) return ShortRead();
     Block* cur = scratch.get();
     FillBlock(cur, 0);
     const int grid = TileCountOf(fileWidth, fileHeight);
     const int cols = TileColumns(fileWidth);
     for (uint32_t t = 0; t < tiles; ++t) {
       const uint32_t n = r.U32BE();
-      if (!r.ok()) return ReadError() == Flow::kGoOn;
+      if (!r.ok()) return ShortRead();
       const bool inside = t < static_cast<uint32_t>(grid);
       const TileBox box =
           inside ? TileAt(fileWidth, fileHeight, static_cast<int>(t)) : TileBox{0, 0, 0, 0};
       if (n == 0) {
         const uint32_t back = r.U32BE(), at = r.U32BE();
-        if (!r.ok()) return ReadError() == Flow::kGoOn;
+        if (!r.ok()) return ShortRead();
         if (!inside || at >= static_cast<uint32_t>(grid)) continue;
         const Block* from = back ? decoded.get() : cur;
         const int fx = static_cast<int>(at % cols) * kTileSize;
@@ -1233,7 +1237,7 @@ struct Loader {
         continue;
       }
       Bytes bytes = r.Take(n);
-      if (!r.ok()) return ReadError() == Flow::kGoOn;
+      if (!r.ok()) return ShortRead();
       if (!inside) continue;
       size_t used = 0;
       for (int y = 0; y < box.h; ++y) {
@@ -1260,7 +1264,7 @@ struct Loader {
     } else {
       r.U32BE();
       const uint32_t length = r.U32BE();
-      if (!r.ok()) return ReadError() == Flow::kGoOn;
+      if (!r.ok()) return ShortRead();
       if (length > PixelRLEBound(pixels) + 16) {
         result = 1;
         return false;
@@ -1275,7 +1279,7 @@ struct Loader {
       rle.resize(produced);
       stream = Bytes(rle.data(), rle.size());
     }
-    if (!r.ok()) return ReadError() == Flow::kGoOn;
+    if (!r.ok()) return ShortRead();
     FillBlock(decoded.get(), 0);
     PixelRLEUnpack(stream.data(), stream.size(), decoded->data, pixels);
     Swizzle(decoded->data, pixels, elements);
