@@ -1,5 +1,10 @@
 // The shape tools chosen by their keys and driven by an event file draw their figures on the
 // page, and the rubber bands they show on the way leave no trace there.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
 #include "app_fixture.h"
 
 namespace apptest {
@@ -69,6 +74,76 @@ TEST_F(VelaRun, ToolsExampleDrawsEachFigure) {
   EXPECT_GT(png.Alpha(230, 370), 0);            // the Airbrush ring
   EXPECT_EQ(png.Alpha(150, 460), 0);            // and the line erased across it
   EXPECT_EQ(png.Alpha(230, 460), 0);            // its middle was never painted
+}
+
+std::string Sh(const std::string& cmd) {
+  std::string out;
+  FILE* p = popen(cmd.c_str(), "r");
+  if (!p) return out;
+  char buf[512];
+  while (fgets(buf, sizeof buf, p)) out += buf;
+  pclose(p);
+  while (!out.empty() && out.back() == '\n') out.pop_back();
+  return out;
+}
+
+// The same keys and drags given in the real window paint the page the event file paints.
+class ShapeWindow : public TempDirTest {};
+
+TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X display";
+  if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
+  // A 400 by 300 screen puts the 200 by 160 page at (100, 70).
+  struct Move {
+    const char* key;
+    int x0, y0, x1, y1;
+  } moves[] = {{"v", 10, 20, 100, 20},
+               {"r", 20, 40, 80, 70},
+               {"e", 150, 60, 180, 80},
+               {"c", 50, 120, 50, 140}};
+  auto at = [](int x, int y) { return std::to_string(100 + x) + " " + std::to_string(70 + y); };
+  std::string ev;
+  for (const Move& m : moves)
+    ev += std::string("key ") + m.key + "\nwait 200\nmove " + at(m.x0, m.y0) +
+          "\nwait 200\ndown left\nwait 200\nmove " + at(m.x1, m.y1) +
+          "\nwait 200\nup left\nwait 200\n";
+  Write("ev.txt", ev);
+  auto common = [this](const std::string& tag) {
+    return "VELA_SOCKET='" + (dir_ / (tag + ".sock")).string() + "' HOME='" + dir_.string() +
+           "' '" VELA_EXE "' --home '" + (dir_ / "home").string() + "' --ini '" +
+           (dir_ / "Vela.INI").string() + "' --size 400x300 PageWidth=200 PageHeight=160 " +
+           "--save-page '" + (dir_ / (tag + ".png")).string() + "'";
+  };
+  ASSERT_EQ(std::system(("env -u DISPLAY " + common("headless") + " --events '" +
+                         (dir_ / "ev.txt").string() + "' >'" + (dir_ / "hlog").string() + "' 2>&1")
+                            .c_str()),
+            0);
+  std::string pid = Sh("ASAN_OPTIONS=detect_leaks=0 " + common("window") + " >'" +
+                       (dir_ / "log").string() + "' 2>&1 & echo $!");
+  ASSERT_FALSE(pid.empty());
+  std::string wid =
+      Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+  if (wid.empty()) {
+    Sh("kill -9 " + pid);
+    FAIL() << "no window appeared";
+  }
+  std::string drive = "sleep 1; xdotool";
+  for (const Move& m : moves)
+    drive += std::string(" key --window ") + wid + " " + m.key + " sleep 0.3 mousemove --window " +
+             wid + " " + at(m.x0, m.y0) + " sleep 0.3 mousedown 1 sleep 0.3 mousemove --window " +
+             wid + " " + at(m.x1, m.y1) + " sleep 0.3 mouseup 1 sleep 0.3";
+  Sh(drive);
+  Sh("kill -TERM " + pid);
+  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0"; ++i)
+    usleep(100000);
+  Png a, b;
+  ASSERT_TRUE(ReadPng(dir_ / "headless.png", &a)) << Slurp(dir_ / "hlog");
+  ASSERT_TRUE(ReadPng(dir_ / "window.png", &b)) << Slurp(dir_ / "log");
+  ASSERT_EQ(a.bytes.size(), b.bytes.size());
+  EXPECT_TRUE(a.bytes == b.bytes);
+  EXPECT_EQ(a.Argb(50, 20), 0xFFFF0000u);
+  EXPECT_EQ(a.Argb(180, 60), 0xFFFF0000u);
 }
 
 }  // namespace
