@@ -41,8 +41,8 @@ const KeyBinding kDefaultMap[] = {
     {107, 0, "IncreaseToolsSize"},
     {189, 0, "DecreaseToolsSize"},  // -, and on the keypad
     {109, 0, "DecreaseToolsSize"},
-    {8, 0, "ResetUndo"},  // Backspace
-    {186, kShift, "ResetTool"},       // :
+    {8, 0, "ResetUndo"},               // Backspace
+    {186, kShift, "ResetTool"},        // :
     {'7', kShift, "SelectAntiAlias"},  // &
 };
 
