@@ -338,8 +338,8 @@ bool RangeBounds(int* lo, int* hi) {
 }
 
 void SetRange(int in, int count) {
-  Timeline.rangeIn = in;
-  Timeline.rangeCount = count;
+  Timeline.rangeIn = ClampPosition(in);
+  Timeline.rangeCount = std::clamp(count, -kMaxLayerImages, kMaxLayerImages);
 }
 
 void LayerReverseSelection() {
@@ -595,6 +595,9 @@ int MoveLayer(int from, int to) {
 int ShiftLayer(int index, int delta) {
   Layer* l = LayerAt(index);
   if (!l) return 0;
+  // The layer's range stays on the time-line.
+  delta = ClampPosition(int64_t{l->first} + delta) - l->first;
+  delta = ClampPosition(int64_t{l->last} + delta) - l->last;
   if (delta == 0) return 1;
   if (!StoreOpenImage()) return 0;
   MarkUndo(0, nullptr);
@@ -636,6 +639,10 @@ int MoveImage(int from, int to) {
 int ResizeLayer(int index, int count, bool atStart, bool stretch) {
   Layer* l = LayerAt(index);
   if (!l || count < 1) return 0;
+  if (count > kMaxLayerImages) {
+    Message("Add Image failed!");
+    return 0;
+  }
   const int old = l->sequence ? l->sequence->count : 1;
   if (count == old && l->last - l->first + 1 == count) return 1;
   if (!StoreOpenImage()) return 0;
@@ -686,7 +693,7 @@ int ResizeLayer(int index, int count, bool atStart, bool stretch) {
     ImageSequence* s = l->sequence;
     bool ok = true;
     while (ok && s->count > count) ok = RemoveFrame(s, atStart ? 0 : s->count - 1);
-    while (ok && s->count < count) ok = DuplicateFrame(s, atStart ? 0 : s->count - 1);
+    while (ok && s->count < count && !BreakFlag) ok = DuplicateFrame(s, atStart ? 0 : s->count - 1);
     if (!ok) {
       Revert();
       return 0;

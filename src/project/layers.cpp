@@ -463,7 +463,12 @@ int MakeAnim(int extraFrames) {
 
 int InsertImage(int count, bool copyCurrent) {
   Layer* l = CurrentLayer();
-  if (!l || count < 1 || !StoreOpenImage()) return 0;
+  if (!l || count < 1) return 0;
+  if (count > kMaxLayerImages - (l->sequence ? l->sequence->count : 1)) {
+    Message("Add Image failed!");
+    return 0;
+  }
+  if (!StoreOpenImage()) return 0;
   MarkUndo(0, nullptr);
   if (!l->sequence) {
     SwapRecord* r = ConvertToSequence(0);
@@ -481,10 +486,13 @@ int InsertImage(int count, bool copyCurrent) {
     }
     SetLayerUndo(1, "Insert Image", &kSequenceOps, r);
   }
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count && !BreakFlag; ++i) {
     if (!l->sequence->ops.AddFrame(l->sequence, copyCurrent ? Ws.page : nullptr, l->current, 0)) {
+      // The old images come back: the record undoes, and the slot is dropped with what it got.
       Message("Add Image failed!");
-      break;
+      Undo.layerOps->run(Undo.layerData);
+      MarkUndo(0, nullptr);
+      return 0;
     }
     ++l->last;
   }
@@ -493,7 +501,7 @@ int InsertImage(int count, bool copyCurrent) {
 }
 
 ImageSequence* StretchSequence(ImageSequence* s, int count) {
-  if (!s || s->count < 1 || count < 1) return nullptr;
+  if (!s || s->count < 1 || count < 1 || count > kMaxLayerImages) return nullptr;
   const int old = s->count;
   ImageSequence* out = CreateSequence(s->name, s->width, s->height);
   if (!out) return nullptr;
@@ -501,9 +509,10 @@ ImageSequence* StretchSequence(ImageSequence* s, int count) {
     out->ops.Destroy(out);
     return nullptr;
   };
-  if (!AntialiasOn || count == old || old == 1) {
+  if (!AntialiasOn || count == old || old == 1 || count == 1) {
     for (int i = 0; i < count; ++i)
-      if (!LinkFrameFrom(s, static_cast<int>(int64_t{i} * old / count), out, i - 1)) return fail();
+      if (BreakFlag || !LinkFrameFrom(s, static_cast<int>(int64_t{i} * old / count), out, i - 1))
+        return fail();
     return out;
   }
   // Two neighbours in turn, so each old frame is unpacked once.
@@ -553,8 +562,9 @@ ImageSequence* StretchSequence(ImageSequence* s, int count) {
 void ChangeFrameRate(double rate, bool stretch) {
   if (!(rate > 0 && rate <= 100)) return;
   const double old = Ws.frameRate > 0 ? Ws.frameRate : rate;
+  if (stretch && rate != old && !StoreOpenImage()) return;  // nothing changes, nothing is lost
   Ws.frameRate = rate;
-  if (!stretch || rate == old || !StoreOpenImage()) return;
+  if (!stretch || rate == old) return;
   MarkUndo(0, nullptr);
   const double k = rate / old;
   auto scale = [k](int v) { return static_cast<int>(std::lround(v * k)); };

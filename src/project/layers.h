@@ -13,6 +13,15 @@
 namespace vela {
 
 constexpr uint32_t kLayerHidden = 1;
+// Time-line positions and image counts stay within these, so that no sum of two overflows and a
+// script cannot ask for unbounded memory: over two hours at 30 images a second.
+constexpr int kTimelineLimit = 1 << 24;
+constexpr int kMaxLayerImages = 1 << 18;
+inline int ClampPosition(int64_t p) {
+  return static_cast<int>(p < -kTimelineLimit  ? -kTimelineLimit
+                          : p > kTimelineLimit ? kTimelineLimit
+                                               : p);
+}
 constexpr int kLayerNameSize = 128;
 constexpr int kLayerNameAsked = 64;  // what the name Requester takes
 

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "pixels/block.h"
-#include "pixels/display.h"
 #include "pixels/primitives.h"
+#include "project/compose.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/message.h"
@@ -122,8 +122,7 @@ void UndoStep() {
     if (PageAndUndoMatch() && ClipToPage(Undo.rect, &c)) {
       int w = c.x1 - c.x0 + 1, h = c.y1 - c.y0 + 1;
       SwapRect(Ws.undo, c.x0, c.y0, Ws.page, c.x0, c.y0, w, h);
-      if (!DisplayLocked && !Ws.noPage)
-        BlitBand(Ws.page, c.x0, c.y0, Ws.pageX + c.x0, Ws.pageY + c.y0, w, h);
+      ShowPage(c.x0, c.y0, w, h);
     }
     const ToolHook* hook = CurrentToolHook();
     if (hook && hook->redo) hook->redo();

@@ -9,6 +9,7 @@
 #include "pixels/block.h"
 #include "pixels/display.h"
 #include "pixels/primitives.h"
+#include "project/compose.h"
 #include "script/commands.h"
 #include "start/input.h"
 #include "start/settings.h"
@@ -123,8 +124,8 @@ void CmdFastLine(CommandRecord*, const char* args) {
   int left = std::max(std::min(ax, bx) - 1, 0), top = std::max(std::min(ay, by) - 1, 0);
   int right = std::min(std::max(ax, bx) + 1, page->width - 1);
   int bottom = std::min(std::max(ay, by) + 1, page->height - 1);
-  if (!DisplayLocked)
-    BlitBand(page, left, top, Ws.pageX + left, Ws.pageY + top, right - left + 1, bottom - top + 1);
+  if (left > right || top > bottom) return;
+  ShowPage(left, top, right - left + 1, bottom - top + 1);  // no undo step: the line is plain
 }
 
 }  // namespace vela

@@ -72,8 +72,7 @@ void CmdWritePixel(CommandRecord*, const char* args) {
   auto c = [a](int v) { return Mul(std::clamp(v, 0, 255), a); };
   PutPixel(page, n[0], n[1], MakePixel(a, c(n[2]), c(n[3]), c(n[4])));
   ++Stamp;  // no undo step, but the layer must still store the change
-  if (!DisplayLocked && !Ws.noPage)
-    BlitBand(page, n[0], n[1], Ws.pageX + n[0], Ws.pageY + n[1], 1, 1);
+  ShowPage(n[0], n[1], 1, 1);
 }
 
 void CmdGetPixelLayer(CommandRecord* r, const char* args) {
@@ -215,7 +214,11 @@ void CmdDisplay(CommandRecord* r, const char* args) {
 void CmdBackground(CommandRecord* r, const char* args) {
   const char* word = SkipBlanks(args);
   const size_t len = std::strcspn(word, " \t");
-  auto is = [&](const char* w) { return len >= 5 && strncasecmp(word, w, 5) == 0; };
+  // Five letters are compared: "none" has four, so a word must match as far as it goes.
+  auto is = [&](const char* w) {
+    const size_t n = std::min<size_t>(5, std::strlen(w));
+    return len >= n && strncasecmp(word, w, n) == 0;
+  };
   if (len > 0) {
     int mode = is("color") ? 1 : is("check") ? 2 : (is("black") || is("none")) ? 0 : -1;
     if (mode < 0) {

@@ -1,4 +1,6 @@
 // Layers and undo as a user reaches them: the example command file and the undo key.
+#include <gmock/gmock.h>
+
 #include <string>
 
 #include "app_fixture.h"
@@ -30,13 +32,14 @@ TEST_F(VelaRun, LayersExampleShowsEachStep) {
 
 // A stroke, then the undo key of the default map; ctrl+z redoes it.
 TEST_F(VelaRun, UndoKeyTakesBackTheStroke) {
-  const std::string stroke = "move 612 380\ndown left\nmove 640 390\nmove 660 400\nup left\nwait 50\n";
+  const std::string stroke =
+      "move 612 380\ndown left\nmove 640 390\nmove 660 400\nup left\nwait 50\n";
   Write("undo.txt", stroke + "key U\nwait 50\n");
   Write("redo.txt", stroke + "key U\nwait 50\nkey ctrl+Z\nwait 50\n");
   auto painted = [this](const char* events) {
-    EXPECT_EQ(Run(std::string("PageWidth=64 PageHeight=48 --events ") + events +
-                  " --save-page page.png"),
-              0)
+    EXPECT_EQ(
+        Run(std::string("PageWidth=64 PageHeight=48 --events ") + events + " --save-page page.png"),
+        0)
         << Err();
     Png png;
     EXPECT_TRUE(ReadPng(dir_ / "page.png", &png));
@@ -47,6 +50,43 @@ TEST_F(VelaRun, UndoKeyTakesBackTheStroke) {
   };
   EXPECT_EQ(painted("undo.txt"), 0);
   EXPECT_GT(painted("redo.txt"), 50);
+}
+
+}  // namespace
+}  // namespace apptest
+
+namespace apptest {
+namespace {
+
+// Undo shows the composed display, "none" is a background word, and counts and positions out of
+// all reason are refused or held without overflow.
+TEST_F(VelaRun, UndoShowsTheComposedPageAndHugeNumbersAreHeld) {
+  Write("s.vcmd",
+        "qd_background color 0 200 0\n"
+        "qd_setapen 255 0 0\n"
+        "qd_line 4 10 60 10 0 0\n"
+        "qd_undo\n"
+        "qd_layerinsertimage 2147483647\n"
+        "qd_layershift 2 2147483647\n"
+        "qd_layershift 2 2147483647\n"
+        "qd_layerselect -2147483648 -5\n"
+        "qd_layerselect 2147483647 2\n"
+        "qd_layerinsertimage 3\n"
+        "qd_layerstretch 2 end 1 tim\n"  // four images to one, blended: no division by zero
+        "qd_layerinfo 2\n"
+        "qd_background none\n");
+  ASSERT_EQ(Run("PageWidth=64 PageHeight=48 --script s.vcmd --screenshot s.png"), 0) << Err();
+  EXPECT_THAT(Out(), ::testing::EndsWith(" sequence \"Untitled\" shown 255\nnone\n"));
+  EXPECT_THAT(Err(), ::testing::HasSubstr("Add Image failed!"));
+  // The screenshot of a run that stops at the undo shows the page over its green background.
+  Write("u.vcmd",
+        "qd_background color 0 200 0\nqd_setapen 255 0 0\nqd_line 4 10 60 10 0 0\nqd_undo\n");
+  ASSERT_EQ(Run("PageWidth=64 PageHeight=48 --script u.vcmd --screenshot u.png"), 0) << Err();
+  Png png;
+  ASSERT_TRUE(ReadPng(dir_ / "u.png", &png));
+  // The page sits in the middle of the 1280 by 800 screen.
+  const int px = (1280 - 64) / 2 + 30, py = (800 - 48) / 2 + 10;
+  EXPECT_EQ(png.Argb(px, py) & 0xFFFFFF, 0x00C800u);
 }
 
 }  // namespace
