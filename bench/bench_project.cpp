@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/host.h"
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
 #include "pixels/primitives.h"
@@ -32,6 +33,13 @@ bool OpenProject() {
     vela::Paths().tempDir = std::string(dir) + "/";
     vela::CacheStartWithLimit(-1);
     vela::Ws.undoMode = 0;
+    // A screen in memory, so that showing the page composes as it does in a run.
+    vela::HostConfig screen;
+    screen.headless = true;
+    screen.width = kW + 64;
+    screen.height = kH + 64;
+    std::string error;
+    if (!vela::HostOpen(screen, &error)) return false;
     return vela::OpenGraphicsBlocks() == 0 && vela::MakePage(kW, kH) && vela::StartProject();
   }();
   return ok;

@@ -185,7 +185,8 @@ void RebuildDisplay(bool redraw) {
 
 void ShowPage(int x, int y, int w, int h) {
   const Block* page = Ws.page;
-  if (!page || Ws.noPage || DisplayLocked || HostIconic()) return;
+  // No screen, nothing to compose for: a run without a host, or a test of the model alone.
+  if (!page || Ws.noPage || DisplayLocked || !HostIsOpen() || HostIconic()) return;
   int x0 = std::max(x, 0), y0 = std::max(y, 0);
   int x1 = std::min(x + w, page->width), y1 = std::min(y + h, page->height);
   if (x1 <= x0 || y1 <= y0) return;
