@@ -160,11 +160,42 @@ namespace {
 std::vector<std::pair<int, int>> g_overlay;  // (y, x), sorted
 Block* g_overlayRow = nullptr;
 
+// Cuts the segment to the rectangle [x0, x1] x [y0, y1]; false when nothing is left.
+bool ClipSegmentTo(double* ax, double* ay, double* bx, double* by, double x0, double y0, double x1,
+                   double y1) {
+  double t0 = 0.0, t1 = 1.0;
+  const double dx = *bx - *ax, dy = *by - *ay;
+  const double p[4] = {-dx, dx, -dy, dy};
+  const double q[4] = {*ax - x0, x1 - *ax, *ay - y0, y1 - *ay};
+  for (int i = 0; i < 4; ++i) {
+    if (p[i] == 0.0) {
+      if (q[i] < 0.0) return false;
+      continue;
+    }
+    const double t = q[i] / p[i];
+    if (p[i] < 0.0)
+      t0 = std::max(t0, t);
+    else
+      t1 = std::min(t1, t);
+    if (t0 > t1) return false;
+  }
+  const double sx = *ax, sy = *ay;
+  *ax = sx + t0 * dx, *ay = sy + t0 * dy;
+  *bx = sx + t1 * dx, *by = sy + t1 * dy;
+  return true;
+}
+
 void AddPixel(std::vector<std::pair<int, int>>& out, int x, int y) {
   out.emplace_back(y, x);
 }
 
 void AddLine(std::vector<std::pair<int, int>>& out, int x0, int y0, int x1, int y1) {
+  // Only what can show is kept: a line far off the page would cost a pixel of memory a step.
+  if (!Ws.page) return;
+  double fx0 = x0, fy0 = y0, fx1 = x1, fy1 = y1;
+  if (!ClipSegmentTo(&fx0, &fy0, &fx1, &fy1, -1, -1, Ws.page->width, Ws.page->height)) return;
+  x0 = static_cast<int>(std::lround(fx0)), y0 = static_cast<int>(std::lround(fy0));
+  x1 = static_cast<int>(std::lround(fx1)), y1 = static_cast<int>(std::lround(fy1));
   int dx = std::abs(x1 - x0), dy = -std::abs(y1 - y0);
   int sx = x0 < x1 ? 1 : -1, sy = y0 < y1 ? 1 : -1;
   for (int err = dx + dy;;) {
@@ -290,8 +321,13 @@ void DrawSplineOverlay(Fixed16 a, Fixed16 m, Fixed16 e) {
 
 // ---- Ellipse walker -----------------------------------------------------------------------------
 
+constexpr int kMaxEllipseRadius = 1 << 20;
+using Wide = __int128;
+
 void WalkEllipse(int a, int b, RimSink sink, void* user) {
   a = std::abs(a), b = std::abs(b);
+  // Beyond this the decisions below would not fit in 64 bits, and no page is that large.
+  if (a > kMaxEllipseRadius || b > kMaxEllipseRadius) return;
   if (a == 0 && b == 0) {
     sink(0, 0, 0, 1, 0, user);
     return;
@@ -322,8 +358,10 @@ void WalkEllipse(int a, int b, RimSink sink, void* user) {
     int y = b;
     for (int x = 0; x <= xEnd; ++x) {
       // Midpoint decision: y is the row whose band [y − ½, y + ½) holds the rim.
-      while (y > 0 && 4 * b2 * x * x + a2 * (2 * y - 1) * (2 * y - 1) - 4 * a2 * b2 > 0) --y;
-      double f = static_cast<double>(b2 * x * x + a2 * y * y - a2 * b2);
+      while (y > 0 &&
+             4 * Wide{b2} * x * x + Wide{a2} * (2 * y - 1) * (2 * y - 1) - 4 * Wide{a2} * b2 > 0)
+        --y;
+      double f = static_cast<double>(Wide{b2} * x * x + Wide{a2} * y * y - Wide{a2} * b2);
       double d = y ? f / (2.0 * a2 * y) : 0;  // error over the derivative: the rim's offset
       emit(x, y, x, d > 0 ? y - 1 : y + 1, static_cast<int>(std::fabs(d) * 255));
     }
@@ -335,9 +373,11 @@ void WalkEllipse(int a, int b, RimSink sink, void* user) {
     int x = xEnd;
     for (int yy = y - 1; yy >= 0; --yy) {
       // x is the column whose band [x − ½, x + ½) holds the rim.
-      while (x < a && b2 * (2 * int64_t{x} + 1) * (2 * x + 1) + 4 * a2 * yy * yy - 4 * a2 * b2 < 0)
+      while (x < a && Wide{b2} * (2 * int64_t{x} + 1) * (2 * x + 1) + 4 * Wide{a2} * yy * yy -
+                              4 * Wide{a2} * b2 <
+                          0)
         ++x;
-      double f = static_cast<double>(b2 * x * x + a2 * yy * yy - a2 * b2);
+      double f = static_cast<double>(Wide{b2} * x * x + Wide{a2} * yy * yy - Wide{a2} * b2);
       double d = x ? f / (2.0 * b2 * x) : 0;
       emit(x, yy, d > 0 ? x - 1 : x + 1, yy, static_cast<int>(std::fabs(d) * 255));
     }

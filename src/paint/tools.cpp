@@ -20,6 +20,7 @@
 #include "project/undo.h"
 #include "start/config_store.h"
 #include "start/main_loop.h"
+#include "start/random.h"
 #include "start/settings.h"
 #include "start/workspace.h"
 
@@ -171,8 +172,8 @@ void FillBristleDab(uint8_t* mask, int side, const uint8_t profile[64], int powe
   std::memset(mask, 0, static_cast<size_t>(side) * side);
   const int count = (side * side + 12) / 12;
   for (int n = 0; n < count; ++n) {
-    double angle = (std::rand() % 1000) * 0.001 * 6.28318;
-    int t = r - q > 0 ? std::rand() % (r - q) : 0;
+    double angle = (Random() % 1000) * 0.001 * 6.28318;
+    int t = r - q > 0 ? Random() % (r - q) : 0;
     int s = a[t];
     int cx = static_cast<int>(t * std::cos(angle) + side / 2);
     int cy = static_cast<int>(t * std::sin(angle) + side / 2);

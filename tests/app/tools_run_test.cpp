@@ -146,5 +146,18 @@ TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
   EXPECT_EQ(a.Argb(180, 60), 0xFFFF0000u);
 }
 
+// Figures far larger than any page neither hang, nor take memory by their size, nor overflow.
+TEST_F(VelaRun, HugeFiguresAreCheap) {
+  Write("big.vcmd",
+        "qd_ghostline 0 0 30000000 0\n"
+        "qd_ghostline -2000000000 -2000000000 2000000000 2000000000\n"
+        "qd_circle 100 100 50000\n"
+        "qd_circle 100 100 300000000\n"
+        "qd_circle 100 100 30\n"
+        "qd_getpixel 130 100\n");
+  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --script big.vcmd"), 0) << Err();
+  EXPECT_EQ(Out(), "\n\n\n\n\n255 0 0 255\n");
+}
+
 }  // namespace
 }  // namespace apptest
