@@ -87,7 +87,8 @@ bool ByteReader::Read(void* dst, size_t n) {
 ReadStatus ReadWholeFile(const char* path, std::vector<uint8_t>* out) {
   out->clear();
   if (!path || !*path) return ReadStatus::kMissing;
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  // Non-blocking, so that a pipe in the file's place is refused below instead of hanging here.
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0)
     return errno == ENOENT || errno == ENOTDIR ? ReadStatus::kMissing : ReadStatus::kError;
   struct stat st;

@@ -790,8 +790,9 @@ class Source {
   }
   bool Open(const char* path) {
     struct stat st;
-    if (::stat(path, &st) != 0) return false;
-    fd_ = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (::stat(path, &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    // Non-blocking, so that a pipe put in the file's place cannot hang the open.
+    fd_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd_ < 0) return false;
     if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) return false;
     size_ = static_cast<uint64_t>(st.st_size);
@@ -1444,9 +1445,11 @@ struct Loader {
         v.sourceLast = static_cast<int32_t>(r.U32BE());
         v.mode = static_cast<int32_t>(r.U32BE());
         r.Skip(20);
+        if (!r.ok()) break;  // too short to hold the reference: ignored
         Bytes p = r.Take(std::min<size_t>(r.left(), kLrbgPath));
-        v.path.assign(reinterpret_cast<const char*>(p.data()),
-                      strnlen(reinterpret_cast<const char*>(p.data()), p.size()));
+        if (p.data())
+          v.path.assign(reinterpret_cast<const char*>(p.data()),
+                        strnlen(reinterpret_cast<const char*>(p.data()), p.size()));
         video = v;
         break;
       }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "start/input.h"
+#include "start/main_loop.h"
 
 namespace vela {
 
@@ -84,6 +85,11 @@ void RunActions(const char* list) {
 
 void KeyMapEvent(int code, int character) {
   if (code == kCharacterCode || (code & kKeyRelease)) return;
+  // Escape ends what a tool is doing, whatever the map says.
+  if (code == kKeyEscape && Loop().endTool) {
+    Loop().endTool();
+    return;
+  }
   const int q = (In.shift ? kShift : 0) | (In.control ? kControl : 0) | (In.alt ? kAlt : 0);
   const char* actions = nullptr;
   for (const KeyBinding& b : kDefaultMap)

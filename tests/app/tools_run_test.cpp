@@ -159,5 +159,18 @@ TEST_F(VelaRun, HugeFiguresAreCheap) {
   EXPECT_EQ(Out(), "\n\n\n\n\n255 0 0 255\n");
 }
 
+// Escape ends a spline in progress through the pointer's middle point; a later click begins anew.
+TEST_F(VelaRun, EscapeEndsTheSplineInProgress) {
+  Write("esc.txt",
+        "key q\nmove 560 350\ndown left\nmove 600 350\nmove 720 350\nup left\nwait 50\n"
+        "move 640 450\nwait 50\nkey Escape\nwait 50\nmove 640 320\nwait 50\ndown left\nup left\n");
+  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --events esc.txt --save-page p.png"), 0) << Err();
+  Png png;
+  ASSERT_TRUE(ReadPng(dir_ / "p.png", &png));
+  // Ends at page (80, 50) and (240, 50), middle point (160, 150): the curve's lowest point.
+  EXPECT_EQ(png.Alpha(160, 148), 255);
+  EXPECT_EQ(png.Alpha(160, 20), 0) << "no curve towards the later click";
+}
+
 }  // namespace
 }  // namespace apptest
