@@ -171,7 +171,17 @@ bool FileWriter::Open(const char* path) {
   fd_ = ::mkostemp(name.data(), O_CLOEXEC);
   if (fd_ < 0) return false;
   temp_ = name.data();
-  ::fchmod(fd_, 0644);
+  // The new file takes the old one's permissions, or those a plain create would give.
+  struct stat old;
+  mode_t mode;
+  if (::stat(target_.c_str(), &old) == 0) {
+    mode = old.st_mode & 07777;
+  } else {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    mode = 0666 & ~mask;
+  }
+  ::fchmod(fd_, mode);
   buffer_.reserve(kBufferBytes);
   return true;
 }

@@ -106,6 +106,8 @@ void DragTitle(Window* w) {
   int lastX = In.winX, lastY = In.winY;
   bool solid = static_cast<int64_t>(w->width) * w->height <= SolidDragLimit;
   int x = w->left, y = w->top, steps = 0;
+  // The size is kept here: a handler may close the Window while it is dragged.
+  const int ww = w->width, wh = w->height;
   auto outline = [&](int ox, int oy) {
     // XOR twice restores: the outline is drawn and taken back the same way.
     HostScreen sc = HostFramebuffer();
@@ -114,9 +116,9 @@ void DragTitle(Window* w) {
       if (px >= 0 && py >= 0 && px < sc.width && py < sc.height)
         sc.pixels[static_cast<size_t>(py) * sc.stride + px] ^= 0x00FFFFFFu;
     };
-    for (int i = 0; i < w->width; ++i) flip(ox + i, oy), flip(ox + i, oy + w->height - 1);
-    for (int i = 1; i < w->height - 1; ++i) flip(ox, oy + i), flip(ox + w->width - 1, oy + i);
-    HostPresent(ox, oy, w->width, w->height);
+    for (int i = 0; i < ww; ++i) flip(ox + i, oy), flip(ox + i, oy + wh - 1);
+    for (int i = 1; i < wh - 1; ++i) flip(ox, oy + i), flip(ox + ww - 1, oy + i);
+    HostPresent(ox, oy, ww, wh);
   };
   if (!solid) outline(x, y);
   while (In.leftDown && !MustStop() && WindowListed(w)) {
@@ -133,6 +135,7 @@ void DragTitle(Window* w) {
     int ny = std::clamp(In.winY, 0, std::max(0, s.height - 1)) - offY;
     Magnet(w, &nx, &ny);
     if (w->onMove) w->onMove(w, &nx, &ny);
+    if (!WindowListed(w)) break;  // the handler closed it
     if (solid) {
       MoveWindow(w, nx, ny);
     } else if (nx != x || ny != y) {
