@@ -1,19 +1,14 @@
 // Composition of the page with the layers in front and behind, the light table and backgrounds.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <string>
 
 #include "pixels/blend.h"
-#include "pixels/disk_cache.h"
 #include "pixels/primitives.h"
 #include "project/compose.h"
 #include "project/layers.h"
 #include "project/page.h"
 #include "project/undo.h"
+#include "project_fixture.h"
 #include "start/input.h"
-#include "start/run_paths.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -21,32 +16,19 @@ namespace {
 
 constexpr uint32_t kMerges = kDisplayFront | kDisplayBack | kDisplayBoth;
 
-class Compose : public ::testing::Test {
+// A smaller page than the model's tests use: the random stacks read every pixel.
+class Compose : public Project {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(BuildPixelTables());
-    std::string pattern = (std::filesystem::temp_directory_path() / "vela_compose_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    Paths().tempDir = dir_ + "/";
-    ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
-    Ws.undoMode = 0;
+    Project::SetUp();
+    ReleaseProject();
+    ReleasePage();
     Ws.displayFlags = 0x21;
     ASSERT_EQ(OpenGraphicsBlocks(), 0);
     ASSERT_TRUE(MakePage(40, 24));
     ASSERT_TRUE(StartProject());
   }
-  void TearDown() override {
-    ReleaseProject();
-    ReleasePage();
-    CacheStop();
-    std::filesystem::remove_all(dir_);
-  }
-  static void Fill(Pixel p) {
-    FillBlock(Ws.page, p);
-    MarkChanged(0, 0, Ws.page->width - 1, Ws.page->height - 1);
-  }
-  std::string dir_;
+  static void Fill(Pixel p) { Paint(0, 0, Ws.page->width - 1, Ws.page->height - 1, p); }
 };
 
 // Three layers worked by hand: back red, current blue at opacity 128, front green at alpha 128
