@@ -18,7 +18,9 @@ namespace apptest {
 
 namespace fs = std::filesystem;
 
-inline int ExitCode(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
+inline int ExitCode(int status) {
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 
 inline std::string Slurp(const fs::path& p) {
   std::ifstream in(p, std::ios::binary);
@@ -40,6 +42,22 @@ inline std::string Sh(const std::string& cmd, int* status = nullptr, bool trim =
   return out;
 }
 
+inline std::string ShTrim(const std::string& cmd) {
+  return Sh(cmd, nullptr, true);
+}
+
+// The X window of a running vela, or "" when none shows within 20 s.
+inline std::string WindowOf(const std::string& pid) {
+  return ShTrim("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+}
+
+// Ends a run as SIGTERM does and waits up to 10 s for it to go.
+inline void StopRun(const std::string& pid) {
+  Sh("kill -TERM " + pid);
+  for (int i = 0; i < 100 && ShTrim("kill -0 " + pid + " 2>/dev/null; echo $?") == "0"; ++i)
+    usleep(100000);
+}
+
 struct Png {
   int width = 0, height = 0, channels = 0;
   std::vector<uint8_t> bytes;
@@ -51,7 +69,9 @@ struct Png {
     return (p[0] << 16) | (p[1] << 8) | p[2];
   }
   int Alpha(int x, int y) const { return channels == 4 ? At(x, y)[3] : 255; }
-  uint32_t Argb(int x, int y) const { return (static_cast<uint32_t>(Alpha(x, y)) << 24) | Rgb(x, y); }
+  uint32_t Argb(int x, int y) const {
+    return (static_cast<uint32_t>(Alpha(x, y)) << 24) | Rgb(x, y);
+  }
 };
 
 inline bool ReadPng(const fs::path& path, Png* out) {

@@ -11,20 +11,15 @@
 #include <string>
 #include <vector>
 
+#include "app_fixture.h"
+
 namespace {
 
-namespace fs = std::filesystem;
+using apptest::ShTrim;
+using apptest::StopRun;
+using apptest::WindowOf;
 
-std::string Sh(const std::string& cmd) {
-  std::string out;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (!p) return out;
-  char buf[512];
-  while (fgets(buf, sizeof buf, p)) out += buf;
-  pclose(p);
-  while (!out.empty() && out.back() == '\n') out.pop_back();
-  return out;
-}
+namespace fs = std::filesystem;
 
 struct Image {
   int width = 0, height = 0;
@@ -74,7 +69,7 @@ TEST(StrokeHeadless, CommandsFollowTheAntialiasSwitch) {
                          (dir / "line.vcmd").string() + "' >'" + (dir / "log").string() + "' 2>&1")
                             .c_str()),
             0)
-      << Sh("cat '" + (dir / "log").string() + "'");
+      << ShTrim("cat '" + (dir / "log").string() + "'");
   Image a;
   ASSERT_TRUE(Read(dir / "cmd.png", &a));
   int soft = 0;
@@ -112,15 +107,14 @@ TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
                          (dir / "ev.txt").string() + "' >'" + (dir / "hlog").string() + "' 2>&1")
                             .c_str()),
             0)
-      << Sh("cat '" + (dir / "hlog").string() + "'");
+      << ShTrim("cat '" + (dir / "hlog").string() + "'");
 
-  std::string pid = Sh("ASAN_OPTIONS=detect_leaks=0 " + Common(dir, "window") + " >'" +
-                       (dir / "log").string() + "' 2>&1 & echo $!");
+  std::string pid = ShTrim("ASAN_OPTIONS=detect_leaks=0 " + Common(dir, "window") + " >'" +
+                           (dir / "log").string() + "' 2>&1 & echo $!");
   ASSERT_FALSE(pid.empty());
-  std::string wid =
-      Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+  std::string wid = WindowOf(pid);
   if (wid.empty()) {
-    Sh("kill -9 " + pid);
+    ShTrim("kill -9 " + pid);
     FAIL() << "no window appeared";
   }
   auto at = [](const int* p) {
@@ -132,14 +126,12 @@ TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
     drag += " mousemove --window " + wid + " " + at(kPath[i]) + " sleep 0.3";
   drag += " mouseup 1 sleep 0.3";
   for (const auto& h : kHover) drag += " mousemove --window " + wid + " " + at(h) + " sleep 0.4";
-  Sh(drag);
-  Sh("kill -TERM " + pid);
-  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0"; ++i)
-    usleep(100000);
+  ShTrim(drag);
+  StopRun(pid);
 
   Image a, b, sa, sb;
   ASSERT_TRUE(Read(dir / "headless.png", &a));
-  ASSERT_TRUE(Read(dir / "window.png", &b)) << Sh("cat '" + (dir / "log").string() + "'");
+  ASSERT_TRUE(Read(dir / "window.png", &b)) << ShTrim("cat '" + (dir / "log").string() + "'");
   ASSERT_TRUE(Read(dir / "headless-screen.png", &sa));
   ASSERT_TRUE(Read(dir / "window-screen.png", &sb));
   ASSERT_EQ(a.width, kPageW);

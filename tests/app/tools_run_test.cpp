@@ -76,17 +76,6 @@ TEST_F(VelaRun, ToolsExampleDrawsEachFigure) {
   EXPECT_EQ(png.Alpha(230, 460), 0);            // its middle was never painted
 }
 
-std::string Sh(const std::string& cmd) {
-  std::string out;
-  FILE* p = popen(cmd.c_str(), "r");
-  if (!p) return out;
-  char buf[512];
-  while (fgets(buf, sizeof buf, p)) out += buf;
-  pclose(p);
-  while (!out.empty() && out.back() == '\n') out.pop_back();
-  return out;
-}
-
 // The same keys and drags given in the real window paint the page the event file paints.
 class ShapeWindow : public TempDirTest {};
 
@@ -119,13 +108,12 @@ TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
                          (dir_ / "ev.txt").string() + "' >'" + (dir_ / "hlog").string() + "' 2>&1")
                             .c_str()),
             0);
-  std::string pid = Sh("ASAN_OPTIONS=detect_leaks=0 " + common("window") + " >'" +
-                       (dir_ / "log").string() + "' 2>&1 & echo $!");
+  std::string pid = ShTrim("ASAN_OPTIONS=detect_leaks=0 " + common("window") + " >'" +
+                           (dir_ / "log").string() + "' 2>&1 & echo $!");
   ASSERT_FALSE(pid.empty());
-  std::string wid =
-      Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+  std::string wid = WindowOf(pid);
   if (wid.empty()) {
-    Sh("kill -9 " + pid);
+    ShTrim("kill -9 " + pid);
     FAIL() << "no window appeared";
   }
   std::string drive = "sleep 1; xdotool";
@@ -133,10 +121,8 @@ TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
     drive += std::string(" key --window ") + wid + " " + m.key + " sleep 0.3 mousemove --window " +
              wid + " " + at(m.x0, m.y0) + " sleep 0.3 mousedown 1 sleep 0.3 mousemove --window " +
              wid + " " + at(m.x1, m.y1) + " sleep 0.3 mouseup 1 sleep 0.3";
-  Sh(drive);
-  Sh("kill -TERM " + pid);
-  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0"; ++i)
-    usleep(100000);
+  ShTrim(drive);
+  StopRun(pid);
   Png a, b;
   ASSERT_TRUE(ReadPng(dir_ / "headless.png", &a)) << Slurp(dir_ / "hlog");
   ASSERT_TRUE(ReadPng(dir_ / "window.png", &b)) << Slurp(dir_ / "log");

@@ -20,8 +20,7 @@ TEST_F(Window, TakesPointerInputAndPaintsThePage) {
   std::string pid = Sh(launch, nullptr, true);
   ASSERT_FALSE(pid.empty());
 
-  std::string wid = Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1",
-                       nullptr, true);
+  std::string wid = WindowOf(pid);
   if (wid.empty()) {
     Sh("kill -9 " + pid);
     FAIL() << "no window appeared";
@@ -43,9 +42,7 @@ TEST_F(Window, TakesPointerInputAndPaintsThePage) {
      " sleep 0.2 click 1 sleep 0.2");
   Sh("xdotool mousemove --window " + wid + " " + at(30, 40) + " sleep 0.2 click 1 sleep 0.3");
   Sh("xdotool mousemove --window " + wid + " " + at(10, 12) + " sleep 0.3 click 3 sleep 0.3");
-  Sh("kill -TERM " + pid);
-  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0\n"; ++i)
-    usleep(100000);
+  StopRun(pid);
 
   Png png;
   ASSERT_TRUE(ReadPng(dir_ / "page.png", &png)) << Slurp(dir_ / "log");

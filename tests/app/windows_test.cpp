@@ -45,8 +45,7 @@ TEST_F(Windows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
                        "' --home home --ini Vela.INI --screenshot real.png >log 2>&1 & echo $!";
   std::string pid = Sh(launch, nullptr, true);
   ASSERT_FALSE(pid.empty());
-  std::string wid = Sh("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1",
-                       nullptr, true);
+  std::string wid = WindowOf(pid);
   if (wid.empty()) {
     Sh("kill -9 " + pid);
     FAIL() << "no window appeared";
@@ -79,9 +78,7 @@ TEST_F(Windows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
     script += "sleep 0.1; ";
   }
   Sh(script + "sleep 0.3");
-  Sh("kill -TERM " + pid);
-  for (int i = 0; i < 100 && Sh("kill -0 " + pid + " 2>/dev/null; echo $?") == "0\n"; ++i)
-    usleep(100000);
+  StopRun(pid);
 
   Write("drag.txt", DragEvents(w, h));
   ASSERT_EQ(Run("--size " + std::to_string(w) + "x" + std::to_string(h) +
