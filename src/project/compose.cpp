@@ -19,11 +19,24 @@
 namespace vela {
 
 void (*PageShownHook)(int x, int y, int w, int h) = nullptr;
+ScreenRects (*PageCoversHook)() = nullptr;
 
 namespace {
 
 constexpr int kBandRows = 16;
 Block* g_band = nullptr;  // composed rows on their way to the screen
+uint8_t g_gamma[4][256];  // red, green, blue, alpha
+bool g_gammaSet = false;
+
+void ApplyGamma(Pixel* row, int w) {
+  if (!g_gammaSet) return;
+  for (int x = 0; x < w; ++x) {
+    const Pixel p = row[x];
+    row[x] = static_cast<Pixel>(g_gamma[3][p >> 24]) << 24 |
+             static_cast<Pixel>(g_gamma[0][(p >> 16) & 255]) << 16 |
+             static_cast<Pixel>(g_gamma[1][(p >> 8) & 255]) << 8 | g_gamma[2][p & 255];
+  }
+}
 
 inline Pixel AddClamped(Pixel a, Pixel b) {
   Pixel out = 0;
@@ -183,6 +196,74 @@ void RebuildDisplay(bool redraw) {
   if (redraw && Ws.page && !Ws.noPage) ShowPage(0, 0, Ws.page->width, Ws.page->height);
 }
 
+namespace {
+// Composes and puts one page rectangle, already clipped to the page and free of Windows.
+void ShowPiece(int x0, int y0, int w, int h) {
+  const Block* page = Ws.page;
+  const bool plain = !FrontPlane() && !BackPlane() && CurrentOpacity() == 255 &&
+                     !(Ws.displayFlags & (kDisplayColor | kDisplayCheck | kDisplayGamma));
+  if (plain) {
+    BlitBand(page, x0, y0, Ws.pageX + x0, Ws.pageY + y0, w, h);
+    return;
+  }
+  if (!g_band || g_band->width < w) {
+    FreeBlock(g_band);
+    g_band = AllocBlock(std::max(w, Ws.pageWidth), kBandRows);
+    if (!g_band) return;
+  }
+  for (int top = y0; top < y0 + h; top += kBandRows) {
+    const int rows = std::min(kBandRows, y0 + h - top);
+    ComposeRect(x0, top, g_band->data, w, rows, g_band->width, true);
+    if (Ws.displayFlags & kDisplayGamma)
+      for (int r = 0; r < rows; ++r) ApplyGamma(g_band->Row(r), w);
+    BlitBand(g_band, 0, 0, Ws.pageX + x0, Ws.pageY + top, w, rows);
+  }
+}
+
+// Splits a page rectangle at the edges of each Window in front of it, from covers[i] on.
+void ShowUncovered(int x, int y, int w, int h, const ScreenRect* covers, int i, int n) {
+  for (; i < n; ++i) {
+    const ScreenRect& c = covers[i];
+    const int cx0 = c.x - Ws.pageX, cy0 = c.y - Ws.pageY;
+    const int cx1 = cx0 + c.w, cy1 = cy0 + c.h;
+    if (c.w <= 0 || c.h <= 0 || cx1 <= x || cx0 >= x + w || cy1 <= y || cy0 >= y + h) continue;
+    if (cy0 > y) ShowUncovered(x, y, w, cy0 - y, covers, i + 1, n);
+    if (cy1 < y + h) ShowUncovered(x, cy1, w, y + h - cy1, covers, i + 1, n);
+    const int my0 = std::max(y, cy0), my1 = std::min(y + h, cy1);
+    if (cx0 > x) ShowUncovered(x, my0, cx0 - x, my1 - my0, covers, i + 1, n);
+    if (cx1 < x + w) ShowUncovered(cx1, my0, x + w - cx1, my1 - my0, covers, i + 1, n);
+    return;
+  }
+  ShowPiece(x, y, w, h);
+}
+}  // namespace
+
+bool ComposeDisplayAt(Block* out, int position) {
+  using layer_model::LayerArray;
+  if (!out) return false;
+  FillBlock(out, 0);
+  const Layer* cur = CurrentLayer();
+  const bool all = Timeline.showMode == 1;
+  const bool light = cur && HasLight(*cur);
+  const Layer* video = Timeline.videoLayer;
+  if (all && video && VisibleAt(*video, position) &&
+      !BlendAt(*video, out, position, video->opacity))
+    return false;
+  for (int i = LayerCount() - 1; i >= 0; --i) {
+    const Layer& l = LayerArray[i];
+    if (i == Timeline.current) {
+      if (light && Timeline.lightSide == 0) BlendLight(l, out, position);
+      if (position >= l.first && position <= l.last && !BlendLayerImage(&l, out, position))
+        return false;
+      if (light && Timeline.lightSide == 1) BlendLight(l, out, position);
+    } else if (all && VisibleAt(l, position)) {
+      if (!BlendLayerImage(&l, out, position)) return false;
+      if (HasLight(l)) BlendLight(l, out, position);
+    }
+  }
+  return true;
+}
+
 void ShowPage(int x, int y, int w, int h) {
   const Block* page = Ws.page;
   // No screen, nothing to compose for: a run without a host, or a test of the model alone.
@@ -190,24 +271,9 @@ void ShowPage(int x, int y, int w, int h) {
   int x0 = std::max(x, 0), y0 = std::max(y, 0);
   int x1 = std::min(x + w, page->width), y1 = std::min(y + h, page->height);
   if (x1 <= x0 || y1 <= y0) return;
-  w = x1 - x0;
-  const bool plain = !FrontPlane() && !BackPlane() && CurrentOpacity() == 255 &&
-                     !(Ws.displayFlags & (kDisplayColor | kDisplayCheck));
-  if (plain) {
-    BlitBand(page, x0, y0, Ws.pageX + x0, Ws.pageY + y0, w, y1 - y0);
-  } else {
-    if (!g_band || g_band->width < w) {
-      FreeBlock(g_band);
-      g_band = AllocBlock(std::max(w, Ws.pageWidth), kBandRows);
-      if (!g_band) return;
-    }
-    for (int top = y0; top < y1; top += kBandRows) {
-      const int rows = std::min(kBandRows, y1 - top);
-      ComposeRect(x0, top, g_band->data, w, rows, g_band->width, true);
-      BlitBand(g_band, 0, 0, Ws.pageX + x0, Ws.pageY + top, w, rows);
-    }
-  }
-  if (PageShownHook) PageShownHook(Ws.pageX + x0, Ws.pageY + y0, w, y1 - y0);
+  const ScreenRects covers = PageCoversHook ? PageCoversHook() : ScreenRects{nullptr, 0};
+  ShowUncovered(x0, y0, x1 - x0, y1 - y0, covers.rects, 0, covers.rects ? covers.count : 0);
+  if (PageShownHook) PageShownHook(Ws.pageX + x0, Ws.pageY + y0, x1 - x0, y1 - y0);
 }
 
 Pixel MergedPixel(int x, int y) {
@@ -222,6 +288,11 @@ void MergedRow(int x, int y, Pixel* out, int w, int h, int flag) {
       y + h > Ws.page->height)
     return;
   ComposeRect(x, y, out, w, h, w, flag != 0);
+}
+
+void SetGammaTables(const uint8_t (*tables)[256]) {
+  g_gammaSet = tables != nullptr;
+  if (tables) std::memcpy(g_gamma, tables, sizeof g_gamma);
 }
 
 void SetBackgroundMode(int mode) {

@@ -25,6 +25,22 @@ void SetBackgroundMode(int mode);  // 0 none, 1 colour, 2 check
 int BackgroundMode();
 // Windows over the page hear of each shown rectangle (screen pixels) so they can stay on top.
 extern void (*PageShownHook)(int x, int y, int w, int h);
+// The screen rectangles of the Windows over the page, front first; ShowPage leaves what they cover
+// alone. Null, or an empty answer, when there are none.
+struct ScreenRect {
+  int x, y, w, h;
+};
+struct ScreenRects {
+  const ScreenRect* rects;
+  int count;
+};
+extern ScreenRects (*PageCoversHook)();
+// Monitor gamma: four tables of 256 bytes (red, green, blue, alpha) that every composed pixel
+// goes through while kDisplayGamma is set. Null restores the identity.
+void SetGammaTables(const uint8_t (*tables)[256]);
+// What the display shows at a position, without background, from the stored images (store the
+// open one first).
+bool ComposeDisplayAt(Block* out, int position);
 // Frees the merge Blocks and the row buffers.
 void ReleaseDisplay();
 

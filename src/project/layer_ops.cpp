@@ -11,9 +11,11 @@
 #include "pixels/disk_cache.h"
 #include "pixels/pixel_rle.h"
 #include "pixels/primitives.h"
+#include "project/compose.h"
 #include "project/layer_model.h"
 #include "project/undo.h"
 #include "start/ask.h"
+#include "start/gauge.h"
 #include "start/input.h"
 #include "start/message.h"
 #include "start/workspace.h"
@@ -744,6 +746,47 @@ int MergeLayer(int index) {
   return 1;
 }
 
+int MergeDisplay() {
+  if (LayerArray.empty() || !Ws.page) return 0;
+  if (Ask("Do you really want to merge the display?", " Yes ", " No ") != 1) return 0;
+  if (!StoreOpenImage()) return 0;
+  MarkUndo(0, nullptr);
+  const Marks before = CurrentMarks();
+  const int first = LayerArray[0].first, last = LayerArray[0].last;
+  Layer merged = MakeLayer("Display", first);
+  merged.last = last;
+  BlockPtr work(AllocBlock(Ws.page->width, Ws.page->height));
+  bool ok = work != nullptr;
+  if (ok && first == last) {
+    ok = ComposeDisplayAt(work.get(), first) && PackInto(merged, work.get());
+  } else if (ok) {
+    merged.sequence = CreateSequence(merged.name, Ws.page->width, Ws.page->height);
+    ok = merged.sequence != nullptr;
+    OpenGauge("Merging display in progress");
+    for (int p = first; ok && p <= last && !GaugeStopped(); ++p) {
+      GaugeUpdate(p - first, last - first + 1);
+      ok = ComposeDisplayAt(work.get(), p) &&
+           AddFrame(merged.sequence, work.get(), p - first - 1, 0);
+    }
+    CloseGauge();
+    ok = ok && !GaugeStopped();
+  }
+  PresenceRecord* r = nullptr;
+  if (ok && InsertLayer(0, merged)) {
+    r = new (std::nothrow) PresenceRecord{merged, 0, true, before};
+    if (!r) LayerArray.erase(LayerArray.begin());
+  }
+  if (!r) {
+    FreeLayerData(merged);
+    if (!GaugeStopped()) Message(" Not enough memory");
+    SetGaugeStop(false);
+    return 0;
+  }
+  SetLayerUndo(6, "Display", &kPresenceOps, r);
+  OpenAt(0, Timeline.position, false);
+  return 1;
+}
+
 int OpacityFromPercent(int percent) {
   return (std::clamp(percent, 0, 100) * 255 + 50) / 100;
 }
@@ -833,6 +876,9 @@ void DuplicateLayerAction() {
 void RenameAction() {
   RenameLayer(Timeline.current, nullptr);
 }
+void MergeDisplayAction() {
+  MergeDisplay();
+}
 
 const ActionRow kLayerOpsActions[] = {
     {"DuplicateImage", DuplicateImageAction},
@@ -843,6 +889,7 @@ const ActionRow kLayerOpsActions[] = {
     {"LayerSelectAll", SelectAllAction},
     {"LayerDuplicate", DuplicateLayerAction},
     {"LayerRename", RenameAction},
+    {"LayerMergeDisplay", MergeDisplayAction},
     {"LayerTogglePelureMode", LayerTogglePelureMode},
     {"LayerReverseSelection", LayerReverseSelection},
     {"UserChangeFrameRate", UserChangeFrameRate},

@@ -58,6 +58,9 @@ int ResizeLayer(int index, int count, bool atStart, bool stretch);
 
 // The layer at index and the one behind it become one, named after the front one, and current.
 int MergeLayer(int index);
+// The composed view at every position of the front layer's range becomes a new layer in front
+// of all, after the user agrees; undo takes it away. 1 when made.
+int MergeDisplay();
 
 // Opacity 0..255; the menu and gadget speak percent.
 int SetLayerOpacity(int index, int opacity);

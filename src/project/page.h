@@ -11,8 +11,11 @@ int OpenGraphicsBlocks();
 // " Not enough memory" and falls back to a 32 by 32 page so the run continues; returns false then.
 bool MakePage(int width, int height);
 
-// Puts the page in the middle of the screen.
-void RecenterPage();
+// Centres a page that is smaller than the page area less 40 pixels; keeps at least 20 pixels of
+// a larger one in view. True when the page moved; the caller redraws.
+bool RecenterPage();
+// The part of the screen the page may use: what the menu bar leaves. Margins in screen pixels.
+void SetPageArea(int left, int top, int right, int bottom);
 
 // Redraws the screen: the interface background and the page on it.
 void RedrawAll();

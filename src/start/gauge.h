@@ -1,0 +1,28 @@
+// The one display of long work. Loops call GaugeUpdate every few units and test GaugeStopped()
+// between them; the window system installs the drawn gauge through SetGaugeHandlers.
+#pragma once
+
+namespace vela {
+
+struct GaugeHandlers {
+  void (*open)(const char* title);
+  // Polls the user's events (Space, Delete, Escape or " Stop " set the stop flag) and draws.
+  void (*update)(int done, int total);
+  void (*close)();
+};
+
+void OpenGauge(const char* title);
+void GaugeUpdate(int done, int total);
+void CloseGauge();
+// A nesting counter for work of several steps under one gauge: while held, the three above do
+// nothing.
+void HoldGauge();
+void ReleaseGauge();
+bool GaugeHeld();
+// The stop flag; OpenGauge clears it.
+bool GaugeStopped();
+void SetGaugeStop(bool stop);
+// Returns the previous handlers; null restores the silent gauge.
+const GaugeHandlers* SetGaugeHandlers(const GaugeHandlers* handlers);
+
+}  // namespace vela
