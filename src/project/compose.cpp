@@ -144,56 +144,96 @@ bool EnsureBlock(Block** block) {
 
 }  // namespace
 
-void RebuildDisplay(bool redraw) {
+namespace {
+struct MergeNeeds {
+  bool front, back;
+};
+
+MergeNeeds NeedsAt(int pos) {
   using layer_model::LayerArray;
   const Layer* cur = CurrentLayer();
-  const int pos = Timeline.position, current = Timeline.current, count = LayerCount();
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    const bool all = Timeline.showMode == 1;
-    const bool light = cur && HasLight(*cur);
-    bool needFront = light && Timeline.lightSide == 1;
-    bool needBack = light && Timeline.lightSide == 0;
-    for (int i = 0; all && i < count; ++i) {
-      if (i == current || !VisibleAt(LayerArray[i], pos)) continue;
-      (i < current ? needFront : needBack) = true;
+  const bool all = Timeline.showMode == 1;
+  const bool light = cur && HasLight(*cur);
+  MergeNeeds n{light && Timeline.lightSide == 1, light && Timeline.lightSide == 0};
+  for (int i = 0; all && i < LayerCount(); ++i) {
+    if (i == Timeline.current || !VisibleAt(LayerArray[i], pos)) continue;
+    (i < Timeline.current ? n.front : n.back) = true;
+  }
+  if (all && Timeline.videoLayer && VisibleAt(*Timeline.videoLayer, pos)) n.back = true;
+  return n;
+}
+
+// The layers behind the current one into back, those in front into front (either may be null).
+void FillMerges(int pos, Block* front, Block* back) {
+  using layer_model::LayerArray;
+  const Layer* cur = CurrentLayer();
+  const bool all = Timeline.showMode == 1;
+  const bool light = cur && HasLight(*cur);
+  const int current = Timeline.current;
+  if (back) {
+    FillBlock(back, 0);
+    if (all && Timeline.videoLayer && VisibleAt(*Timeline.videoLayer, pos))
+      BlendAt(*Timeline.videoLayer, back, pos, Timeline.videoLayer->opacity);
+    for (int i = LayerCount() - 1; all && i > current; --i) {
+      if (!VisibleAt(LayerArray[i], pos)) continue;
+      BlendLayerImage(&LayerArray[i], back, pos);
+      if (HasLight(LayerArray[i])) BlendLight(LayerArray[i], back, pos);
     }
-    if (all && Timeline.videoLayer && VisibleAt(*Timeline.videoLayer, pos)) needBack = true;
-    if ((needFront && !EnsureBlock(&Ws.frontMerge)) || (needBack && !EnsureBlock(&Ws.backMerge))) {
-      Timeline.showMode = all ? 0 : 1;  // the other mode, then a new attempt
+    if (light && Timeline.lightSide == 0) BlendLight(*cur, back, pos);
+  }
+  if (front) {
+    FillBlock(front, 0);
+    if (light && Timeline.lightSide == 1) BlendLight(*cur, front, pos);
+    for (int i = current - 1; all && i >= 0; --i) {
+      if (!VisibleAt(LayerArray[i], pos)) continue;
+      BlendLayerImage(&LayerArray[i], front, pos);
+      if (HasLight(LayerArray[i])) BlendLight(LayerArray[i], front, pos);
+    }
+  }
+}
+}  // namespace
+
+void RebuildDisplay(bool redraw) {
+  const int pos = Timeline.position;
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    const MergeNeeds n = NeedsAt(pos);
+    if ((n.front && !EnsureBlock(&Ws.frontMerge)) || (n.back && !EnsureBlock(&Ws.backMerge))) {
+      Timeline.showMode = Timeline.showMode == 1 ? 0 : 1;  // the other mode, then a new attempt
       continue;
     }
-    if (needBack) {
-      FillBlock(Ws.backMerge, 0);
-      if (all && Timeline.videoLayer && VisibleAt(*Timeline.videoLayer, pos))
-        BlendAt(*Timeline.videoLayer, Ws.backMerge, pos, Timeline.videoLayer->opacity);
-      for (int i = count - 1; all && i > current; --i) {
-        if (!VisibleAt(LayerArray[i], pos)) continue;
-        BlendLayerImage(&LayerArray[i], Ws.backMerge, pos);
-        if (HasLight(LayerArray[i])) BlendLight(LayerArray[i], Ws.backMerge, pos);
-      }
-      if (light && Timeline.lightSide == 0) BlendLight(*cur, Ws.backMerge, pos);
-    }
-    if (needFront) {
-      FillBlock(Ws.frontMerge, 0);
-      if (light && Timeline.lightSide == 1) BlendLight(*cur, Ws.frontMerge, pos);
-      for (int i = current - 1; all && i >= 0; --i) {
-        if (!VisibleAt(LayerArray[i], pos)) continue;
-        BlendLayerImage(&LayerArray[i], Ws.frontMerge, pos);
-        if (HasLight(LayerArray[i])) BlendLight(LayerArray[i], Ws.frontMerge, pos);
-      }
-    }
+    FillMerges(pos, n.front ? Ws.frontMerge : nullptr, n.back ? Ws.backMerge : nullptr);
     Ws.displayFlags &= ~0x7F0u;
-    if (needFront && needBack)
+    if (n.front && n.back)
       Ws.displayFlags |= kDisplayBoth;
-    else if (needFront)
+    else if (n.front)
       Ws.displayFlags |= kDisplayFront;
-    else if (needBack)
+    else if (n.back)
       Ws.displayFlags |= kDisplayBack;
     Ws.displayFlags |= kDisplayValid;
     break;
   }
   if (Ws.pageStore) Ws.page = Ws.pageStore;
   if (redraw && Ws.page && !Ws.noPage) ShowPage(0, 0, Ws.page->width, Ws.page->height);
+}
+
+bool ComposeDisplayAt(Block* out, int position) {
+  const Layer* cur = CurrentLayer();
+  if (!out || !cur) return false;
+  const MergeNeeds n = NeedsAt(position);
+  BlockPtr front(n.front ? AllocBlock(out->width, out->height) : nullptr);
+  BlockPtr back(n.back ? AllocBlock(out->width, out->height) : nullptr);
+  BlockPtr image(AllocBlock(out->width, out->height));
+  if ((n.front && !front) || (n.back && !back) || !image) return false;
+  FillBlock(image.get(), 0);
+  if (position >= cur->first && position <= cur->last &&
+      !LoadLayerImage(image.get(), cur, position))
+    return false;
+  FillMerges(position, front.get(), back.get());
+  const int o = std::clamp(cur->opacity, 0, 255);
+  for (int y = 0; y < out->height; ++y)
+    ComposeRow(front ? front->Row(y) : nullptr, image->Row(y), back ? back->Row(y) : nullptr,
+               out->Row(y), out->width, o);
+  return true;
 }
 
 namespace {
@@ -237,32 +277,6 @@ void ShowUncovered(int x, int y, int w, int h, const ScreenRect* covers, int i, 
   ShowPiece(x, y, w, h);
 }
 }  // namespace
-
-bool ComposeDisplayAt(Block* out, int position) {
-  using layer_model::LayerArray;
-  if (!out) return false;
-  FillBlock(out, 0);
-  const Layer* cur = CurrentLayer();
-  const bool all = Timeline.showMode == 1;
-  const bool light = cur && HasLight(*cur);
-  const Layer* video = Timeline.videoLayer;
-  if (all && video && VisibleAt(*video, position) &&
-      !BlendAt(*video, out, position, video->opacity))
-    return false;
-  for (int i = LayerCount() - 1; i >= 0; --i) {
-    const Layer& l = LayerArray[i];
-    if (i == Timeline.current) {
-      if (light && Timeline.lightSide == 0) BlendLight(l, out, position);
-      if (position >= l.first && position <= l.last && !BlendLayerImage(&l, out, position))
-        return false;
-      if (light && Timeline.lightSide == 1) BlendLight(l, out, position);
-    } else if (all && VisibleAt(l, position)) {
-      if (!BlendLayerImage(&l, out, position)) return false;
-      if (HasLight(l)) BlendLight(l, out, position);
-    }
-  }
-  return true;
-}
 
 void ShowPage(int x, int y, int w, int h) {
   const Block* page = Ws.page;

@@ -180,14 +180,15 @@ struct NameRecord {
   Marks marks;
 };
 
-void RunName(void* data) {
+bool RunName(void* data) {
   auto* r = static_cast<NameRecord*>(data);
-  if (!StoreOpenImage()) return;
+  if (!StoreOpenImage()) return false;
   const Marks now = CurrentMarks();
   const int index = LayerIndexOfId(r->layerId);
-  if (index < 0) return;
+  if (index < 0) return false;
   std::swap(LayerArray[index].name, r->name);
   ExchangeMarks(&r->marks, now);
+  return true;
 }
 
 void DropPlain(void* data) {
@@ -213,12 +214,12 @@ void MoveInArray(int from, int to) {
     std::rotate(LayerArray.begin() + to, LayerArray.begin() + from, LayerArray.begin() + from + 1);
 }
 
-void RunMove(void* data) {
+bool RunMove(void* data) {
   auto* r = static_cast<MoveRecord*>(data);
-  if (!StoreOpenImage()) return;
+  if (!StoreOpenImage()) return false;
   const Marks now = CurrentMarks();
   const int index = LayerIndexOfId(r->layerId);
-  if (index < 0) return;
+  if (index < 0) return false;
   Layer& l = LayerArray[index];
   switch (r->kind) {
     case MoveKind::Index:
@@ -231,12 +232,13 @@ void RunMove(void* data) {
       r->a = -r->a;
       break;
     case MoveKind::Image:
-      if (!l.sequence || !MoveFrame(l.sequence, r->b, r->a)) return;
+      if (!l.sequence || !MoveFrame(l.sequence, r->b, r->a)) return false;
       std::swap(r->a, r->b);
       break;
   }
   Timeline.storedStamp = Stamp;
   ExchangeMarks(&r->marks, now);
+  return true;
 }
 
 const LayerUndoOps kMoveOps = {RunMove, DropPlain};
@@ -256,18 +258,18 @@ struct MergeRecord {
   Marks marks;
 };
 
-void RunMerge(void* data) {
+bool RunMerge(void* data) {
   auto* r = static_cast<MergeRecord*>(data);
-  if (!StoreOpenImage()) return;
+  if (!StoreOpenImage()) return false;
   const Marks now = CurrentMarks();
   if (r->isMerged) {
     const int i = LayerIndexOfId(r->merged.id);
-    if (i < 0 || !InsertLayer(i + 1, r->lower)) return;
+    if (i < 0 || !InsertLayer(i + 1, r->lower)) return false;
     r->merged = LayerArray[i];
     LayerArray[i] = r->upper;
   } else {
     const int i = LayerIndexOfId(r->upper.id);
-    if (i < 0 || LayerIndexOfId(r->lower.id) != i + 1) return;
+    if (i < 0 || LayerIndexOfId(r->lower.id) != i + 1) return false;
     r->upper = LayerArray[i];
     r->lower = LayerArray[i + 1];
     LayerArray[i] = r->merged;
@@ -277,6 +279,7 @@ void RunMerge(void* data) {
   Timeline.current = std::min(Timeline.current, LayerCount() - 1);
   Timeline.storedStamp = Stamp;
   ExchangeMarks(&r->marks, now);
+  return true;
 }
 
 void DropMerge(void* data) {
@@ -306,8 +309,9 @@ void FlipRange() {
   }
 }
 
-void RunFlip(void*) {
+bool RunFlip(void*) {
   FlipRange();
+  return true;
 }
 void DropNothing(void*) {}
 const LayerUndoOps kFlipOps = {RunFlip, DropNothing};
@@ -730,13 +734,18 @@ int MergeLayer(int index) {
   } else if (ok) {
     merged.sequence = CreateSequence(upper->name, Ws.page->width, Ws.page->height);
     ok = merged.sequence != nullptr;
-    for (int p = first; ok && p <= last; ++p)
-      ok = compose(p) && AddFrame(merged.sequence, work.get(), p - first - 1, 0);
+    OpenGauge("Merge layers in progress");
+    for (int p = first; ok && p <= last; ++p) {
+      GaugeUpdate(p - first, last - first + 1);
+      ok = !GaugeStopped() && compose(p) && AddFrame(merged.sequence, work.get(), p - first - 1, 0);
+    }
+    CloseGauge();
   }
   auto* r = ok ? new (std::nothrow) MergeRecord{*upper, *lower, merged, true, before} : nullptr;
   if (!r) {
     FreeLayerData(merged);
-    Message("Layer merge failed");
+    if (!GaugeStopped()) Message("Layer merge failed");
+    SetGaugeStop(false);
     return 0;
   }
   LayerArray[index] = merged;

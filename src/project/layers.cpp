@@ -21,6 +21,7 @@
 #include "project/undo.h"
 #include "start/ask.h"
 #include "start/config_store.h"
+#include "start/gauge.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/message.h"
@@ -144,13 +145,13 @@ void ExchangeMarks(Marks* m, const Marks& now) {
 
 // A layer that one side of the undo has and the other has not: new and deleted layers.
 
-void RunPresence(void* data) {
+bool RunPresence(void* data) {
   auto* r = static_cast<PresenceRecord*>(data);
-  if (!StoreOpenImage()) return;
+  if (!StoreOpenImage()) return false;
   const Marks now = CurrentMarks();
   if (r->present) {
     int index = LayerIndexOfId(r->layer.id);
-    if (index < 0 || LayerCount() < 2) return;
+    if (index < 0 || LayerCount() < 2) return false;
     r->layer = LayerArray[index];
     r->index = index;
     LayerArray.erase(LayerArray.begin() + index);
@@ -158,12 +159,13 @@ void RunPresence(void* data) {
     r->present = false;
   } else {
     int index = std::clamp(r->index, 0, LayerCount());
-    if (!InsertLayer(index, r->layer)) return;
+    if (!InsertLayer(index, r->layer)) return false;
     if (Timeline.current >= index) ++Timeline.current;
     r->present = true;
   }
   Timeline.storedStamp = Stamp;  // stored above; the indexes moved under the page
   ExchangeMarks(&r->marks, now);
+  return true;
 }
 
 void DropPresence(void* data) {
@@ -176,15 +178,16 @@ const LayerUndoOps kPresenceOps = {RunPresence, DropPresence};
 
 // The whole record of a layer before the change, exchanged with the live one.
 
-void RunSwap(void* data) {
+bool RunSwap(void* data) {
   auto* r = static_cast<SwapRecord*>(data);
-  if (!StoreOpenImage()) return;
+  if (!StoreOpenImage()) return false;
   const Marks now = CurrentMarks();
   int index = LayerIndexOfId(r->kept.id);
-  if (index < 0) return;
+  if (index < 0) return false;
   std::swap(LayerArray[index], r->kept);
   Timeline.storedStamp = Stamp;
   ExchangeMarks(&r->marks, now);
+  return true;
 }
 
 void DropSwap(void* data) {
@@ -197,18 +200,19 @@ const LayerUndoOps kSwapOps = {RunSwap, DropSwap};
 
 // The sequence of a layer before its images changed; every frame linked, no pixels copied.
 
-void RunSequence(void* data) {
+bool RunSequence(void* data) {
   auto* r = static_cast<SequenceRecord*>(data);
-  if (!StoreOpenImage()) return;
+  if (!StoreOpenImage()) return false;
   const Marks now = CurrentMarks();
   int index = LayerIndexOfId(r->layerId);
-  if (index < 0) return;
+  if (index < 0) return false;
   Layer& l = LayerArray[index];
   std::swap(l.sequence, r->kept);
   std::swap(l.first, r->first);
   std::swap(l.last, r->last);
   Timeline.storedStamp = Stamp;
   ExchangeMarks(&r->marks, now);
+  return true;
 }
 
 void DropSequence(void* data) {
@@ -500,19 +504,26 @@ int InsertImage(int count, bool copyCurrent) {
   return 1;
 }
 
-ImageSequence* StretchSequence(ImageSequence* s, int count) {
+ImageSequence* StretchSequence(ImageSequence* s, int count, const char* title) {
   if (!s || s->count < 1 || count < 1 || count > kMaxLayerImages) return nullptr;
   const int old = s->count;
   ImageSequence* out = CreateSequence(s->name, s->width, s->height);
   if (!out) return nullptr;
+  OpenGauge(title ? title : "Time Stretching in progress");
+  struct GaugeCloser {
+    ~GaugeCloser() { CloseGauge(); }
+  } closer;
   auto fail = [&] {
     out->ops.Destroy(out);
     return nullptr;
   };
   if (!AntialiasOn || count == old || old == 1 || count == 1) {
-    for (int i = 0; i < count; ++i)
-      if (BreakFlag || !LinkFrameFrom(s, static_cast<int>(int64_t{i} * old / count), out, i - 1))
+    for (int i = 0; i < count; ++i) {
+      if ((i & 15) == 0) GaugeUpdate(i, count);
+      if (GaugeStopped() ||
+          !LinkFrameFrom(s, static_cast<int>(int64_t{i} * old / count), out, i - 1))
         return fail();
+    }
     return out;
   }
   // Two neighbours in turn, so each old frame is unpacked once.
@@ -525,7 +536,8 @@ ImageSequence* StretchSequence(ImageSequence* s, int count) {
   int lowerIndex = -1, upperIndex = -1;
   const size_t n = static_cast<size_t>(s->width) * s->height;
   for (int i = 0; i < count; ++i) {
-    if (BreakFlag) return fail();
+    GaugeUpdate(i, count);
+    if (GaugeStopped()) return fail();
     const int64_t num = int64_t{i} * (old - 1), den = count - 1;
     const int k = static_cast<int>(num / den);
     const uint32_t f = static_cast<uint32_t>(((num % den) << 16) / den);
@@ -575,7 +587,9 @@ void ChangeFrameRate(double rate, bool stretch) {
       continue;
     }
     const int count = std::max(1, scale(l.sequence->count));
-    ImageSequence* stretched = StretchSequence(l.sequence, count);
+    char title[kLayerNameSize + 32];
+    std::snprintf(title, sizeof title, "Stretching in progress\n%s", l.name);
+    ImageSequence* stretched = StretchSequence(l.sequence, count, title);
     if (!stretched) {
       Message("Error in stretch anim");
       continue;

@@ -86,7 +86,7 @@ int InsertImage(int count, bool copyCurrent);  // frames after the current one; 
 
 // A new sequence of count frames in the same time (null on failure or a stop). With antialias
 // on, frames between two old ones are their blend.
-ImageSequence* StretchSequence(ImageSequence* s, int count);
+ImageSequence* StretchSequence(ImageSequence* s, int count, const char* title = nullptr);
 // Sets the frame rate; with stretch every sequence keeps its duration in seconds.
 void ChangeFrameRate(double rate, bool stretch);
 

@@ -127,7 +127,7 @@ void UndoStep() {
     const ToolHook* hook = CurrentToolHook();
     if (hook && hook->redo) hook->redo();
   } else if (Undo.layerOps && Undo.layerOps->run) {
-    Undo.layerOps->run(Undo.layerData);
+    if (!Undo.layerOps->run(Undo.layerData)) return;  // the store failed: nothing was exchanged
   }
   ++Stamp;
   ++ThumbnailCounter;

@@ -14,7 +14,7 @@ struct UndoRect {
 // A layer operation's record: run(data) undoes and, run again, redoes; drop(data) frees what
 // the record keeps when the slot is taken by another step.
 struct LayerUndoOps {
-  void (*run)(void* data);
+  bool (*run)(void* data);  // false when nothing changed
   void (*drop)(void* data);
 };
 

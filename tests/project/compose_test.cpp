@@ -1,9 +1,11 @@
 // Composition of the page with the layers in front and behind, the light table and backgrounds.
 #include <gtest/gtest.h>
 
+#include "host/host.h"
 #include "pixels/blend.h"
 #include "pixels/primitives.h"
 #include "project/compose.h"
+#include "project/layer_ops.h"
 #include "project/layers.h"
 #include "project/page.h"
 #include "project/undo.h"
@@ -108,6 +110,95 @@ TEST_F(Compose, BackgroundsUnderWhatIsLeftOpen) {
   EXPECT_EQ(MergedPixel(0, 0), 0xFF807F00u);
   SetBackgroundMode(0);
   EXPECT_EQ(MergedPixel(0, 0), 0x80800000u);
+}
+
+// The three layers of the hand-worked blend.
+void ThreeLayers() {
+  FillRect(Ws.page, 0, 0, Ws.pageWidth - 1, Ws.pageHeight - 1, 0xFFFF0000);
+  MarkChanged(0, 0, Ws.pageWidth - 1, Ws.pageHeight - 1);
+  NewLayer("current", true, true, 0, true);
+  FillRect(Ws.page, 0, 0, Ws.pageWidth - 1, Ws.pageHeight - 1, 0xFF0000FF);
+  MarkChanged(0, 0, Ws.pageWidth - 1, Ws.pageHeight - 1);
+  LayerAt(Timeline.current)->opacity = 128;
+  NewLayer("front", true, true, 0, true);
+  FillRect(Ws.page, 0, 0, 19, 23, 0x80008000);
+  MarkChanged(0, 0, 19, 23);
+  SelectLayer(1, 0, true);
+}
+
+ScreenRect g_cover;
+ScreenRects OneCover() {
+  return {&g_cover, 1};
+}
+
+// On a 120 by 90 screen: where the page goes, what a Window over it keeps, and monitor gamma.
+TEST_F(Compose, TheScreenShowsThePageAroundWindows) {
+  HostConfig hc;
+  hc.headless = true;
+  hc.width = 120;
+  hc.height = 90;
+  std::string err;
+  ASSERT_TRUE(HostOpen(hc, &err)) << err;
+  RecenterPage();
+  EXPECT_EQ(Ws.pageX, 40);  // (120 - 40) / 2
+  EXPECT_EQ(Ws.pageY, 33);  // (90 - 24) / 2
+  SetPageArea(30, 0, 0, 0);
+  EXPECT_TRUE(RecenterPage());
+  EXPECT_EQ(Ws.pageX, 55) << "centred in the 90 pixels right of the bar";
+  EXPECT_FALSE(RecenterPage());
+  SetPageArea(0, 0, 0, 0);
+  // A page wider than the room less 40 stays where it is, with 20 pixels kept in view.
+  const int width = Ws.pageWidth;
+  Ws.pageWidth = 200;
+  Ws.pageX = 150;
+  RecenterPage();
+  EXPECT_EQ(Ws.pageX, 100);
+  Ws.pageX = -500;
+  RecenterPage();
+  EXPECT_EQ(Ws.pageX, -180);
+  Ws.pageWidth = width;
+  RecenterPage();
+
+  ThreeLayers();
+  HostScreen s = HostFramebuffer();
+  auto screen = [&](int x, int y) { return s.pixels[(Ws.pageY + y) * s.stride + Ws.pageX + x]; };
+  for (int y = 0; y < s.height; ++y)
+    for (int x = 0; x < s.width; ++x) s.pixels[y * s.stride + x] = 0x12345678;
+  g_cover = {Ws.pageX + 10, Ws.pageY + 5, 8, 6};
+  PageCoversHook = OneCover;
+  ShowPage(0, 0, 40, 24);
+  PageCoversHook = nullptr;
+  for (int y = 0; y < 24; ++y)
+    for (int x = 0; x < 40; ++x) {
+      const bool covered = x >= 10 && x < 18 && y >= 5 && y < 11;
+      ASSERT_EQ(screen(x, y), covered ? 0x12345678u : MergedPixel(x, y)) << x << "," << y;
+    }
+  // Gamma: colour inverted, alpha as it is.
+  uint8_t tables[4][256];
+  for (int i = 0; i < 256; ++i)
+    tables[0][i] = tables[1][i] = tables[2][i] = 255 - i, tables[3][i] = i;
+  SetGammaTables(tables);
+  Ws.displayFlags |= kDisplayGamma;
+  ShowPage(0, 0, 40, 24);
+  EXPECT_EQ(screen(5, 5), 0xFFC07FBFu);  // 0xFF3F8040 through the tables
+  Ws.displayFlags &= ~kDisplayGamma;
+  SetGammaTables(nullptr);
+  HostClose();
+}
+
+// Merge Display: a new front layer of what the screen shows; undo takes it away again.
+TEST_F(Compose, MergeDisplayMakesTheComposedLayer) {
+  ThreeLayers();
+  ASSERT_EQ(MergeDisplay(), 1);
+  ASSERT_EQ(LayerCount(), 4);
+  EXPECT_STREQ(LayerAt(0)->name, "Display");
+  EXPECT_EQ(Timeline.current, 0);
+  EXPECT_STREQ(Undo.label, "Undo Display");
+  EXPECT_EQ(At(5, 5), 0xFF3F8040u);
+  EXPECT_EQ(At(30, 5), 0xFF7F0080u);
+  UndoStep();
+  EXPECT_EQ(LayerCount(), 3);
+  EXPECT_STREQ(LayerAt(0)->name, "front");
 }
 
 // Random stacks against a pixel-by-pixel reading of the rules.

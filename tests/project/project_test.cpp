@@ -109,18 +109,30 @@ bool NoExtend(int, int64_t) {
 }
 
 TEST_F(Project, AFailedStoreBlocksTheMoveAndLosesNothing) {
-  NewLayer("B", false, true, 0, true);
-  SelectLayer(0, 0, true);
-  Paint(0, 0, 95, 63, 0xFF123456);
-  for (int x = 0; x < 96; x += 3) PutPixel(Ws.page, x, x % 64, 0xFF000000u | x * 2654435761u);
-  std::vector<Pixel> before(Ws.page->data, Ws.page->data + 96 * 64);
+  ASSERT_EQ(UserNewLayer("B"), 1);
+  PutPixel(Ws.page, 3, 3, 0xFF654321);  // a change that makes no undo step, as qd_writepixel
+  ++Stamp;
   CacheHostOps failing = DefaultCacheHostOps();
   failing.allocSlab = NoSlab;
   failing.write = NoWrite;
   failing.extend = NoExtend;
+  auto breakCache = [&] {
+    CacheStop();
+    g_real = SetCacheHostOps(&failing);
+    ASSERT_EQ(CacheStartWithLimit(0), 1);
+  };
+  breakCache();
+  UndoStep();
+  EXPECT_EQ(LayerCount(), 2) << "the layer undo could not store the page";
+  EXPECT_STREQ(Undo.label, "Undo New Layer");
+  SetCacheHostOps(g_real);
   CacheStop();
-  g_real = SetCacheHostOps(&failing);
-  ASSERT_EQ(CacheStartWithLimit(0), 1);
+  ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
+  SelectLayer(0, 0, true);
+  Paint(0, 0, 95, 63, 0xFF123456);
+  for (int x = 0; x < 96; x += 3) PutPixel(Ws.page, x, x % 64, 0xFF000000u | x * 2654435761u);
+  std::vector<Pixel> before(Ws.page->data, Ws.page->data + 96 * 64);
+  breakCache();
   EXPECT_EQ(SelectLayer(1, 0, true), 0);
   EXPECT_EQ(Timeline.current, 0);
   EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
