@@ -55,6 +55,7 @@ void WindowDrag_vela(benchmark::State& state) {
   Ws = Workspace{};
   for (int i = 0; i < kSysColorCount; ++i) Ws.sysColors[i] = kDefaultSysColors[i];
   Ws.page = Data().page.get();
+  Ws.opacity = 255;
   Window* w = CreateWindow(kWinW, kWinH, 0);
   DrawWindow(w);
   MoveWindow(w, 0, 0);

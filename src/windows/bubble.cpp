@@ -16,6 +16,7 @@ namespace vela {
 namespace {
 
 Window* g_bubble = nullptr;
+uint32_t g_bubbleSerial = 0;
 const Gadget* g_bubbleGadget = nullptr;
 
 constexpr char kSection = '\xA7';  // the mark between a help's name and its body, CP1252
@@ -67,17 +68,17 @@ int BubbleText(const Gadget* g, int mode, char* out, int capacity) {
 }
 
 Window* BubbleWindow() {
-  return g_bubble;
+  return WindowAlive(g_bubble, g_bubbleSerial) ? g_bubble : nullptr;
 }
 const Gadget* BubbleGadget() {
-  return g_bubble ? g_bubbleGadget : nullptr;
+  return BubbleWindow() ? g_bubbleGadget : nullptr;
 }
 
 void CloseBubble() {
   Window* b = g_bubble;
   g_bubble = nullptr;
   g_bubbleGadget = nullptr;
-  if (WindowListed(b)) DeleteWindow(b);
+  if (WindowAlive(b, g_bubbleSerial)) DeleteWindow(b);
 }
 
 void OpenBubble(Window* window, Gadget* gadget, int px, int py) {
@@ -111,6 +112,7 @@ void OpenBubble(Window* window, Gadget* gadget, int px, int py) {
   if (top + h > s.height) top = py - h - 10;
   MoveWindow(b, left, top);
   g_bubble = b;
+  g_bubbleSerial = b->serial;
   g_bubbleGadget = gadget;
   (void)window;
   ShowWindow(b);

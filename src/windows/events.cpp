@@ -30,7 +30,9 @@ constexpr int kKeyReturn = 13;
 constexpr int kKeyEnd = 35;
 constexpr int kKeyHome = 36;
 constexpr int kKeyLeft = 37;
+constexpr int kKeyUp = 38;
 constexpr int kKeyRight = 39;
+constexpr int kKeyDown = 40;
 constexpr int kFieldPad = 3;
 
 struct Rest {
@@ -67,6 +69,96 @@ void WaitRelease(int button) {
   while (Held(button) && !MustStop()) PumpEvents(1);
 }
 
+// One event for the window system's own loops. The input state is kept as the main loop keeps
+// it; the wheel comes as arrow keys and the middle button as a code of its own.
+int NextEvent() {
+  InputEvent e;
+  if (!PollEvent(0, &e)) return 0;
+  In.shift = (e.qualifiers & kQualShift) != 0;
+  In.control = (e.qualifiers & kQualControl) != 0;
+  In.alt = (e.qualifiers & kQualAlt) != 0;
+  switch (e.type) {
+    case kEventMove:
+    case kEventButton: {
+      int before = In.clickState;
+      In.clickState = 0;
+      UpdateInputState(e, true);
+      int now = In.clickState;
+      if (!now) In.clickState = before;
+      if (e.type == kEventButton && e.code == kMiddleDown) return -3;
+      return now;
+    }
+    case kEventKey:
+      if (e.code == kCharacterCode)
+        In.lastChar = e.character;
+      else
+        In.lastKey = e.code;
+      if (e.code == kKeyF9 && In.control && Input().screenGrab) Input().screenGrab();
+      return 4;
+    case kEventWheel: {
+      int key = e.wheelY > 0   ? kKeyUp
+                : e.wheelY < 0 ? kKeyDown
+                : e.wheelX > 0 ? kKeyRight
+                : e.wheelX < 0 ? kKeyLeft
+                               : 0;
+      if (!key) return 0;
+      In.lastKey = key;
+      return 4;
+    }
+    case kEventDrop:
+      std::free(e.payload);
+      return 0;
+    default:
+      return 0;
+  }
+}
+
+// An act-on-press gadget shows its press until the button is up. The handler may have drawn the
+// gadget anew meanwhile, so the look is taken back only where the picture is still as the press
+// left it.
+struct HeldLook {
+  Window* window = nullptr;
+  uint32_t serial = 0;
+  Gadget* gadget = nullptr;
+  int button = 0;
+  std::vector<Pixel> pixels;
+};
+HeldLook g_held;
+
+void GadgetPixels(const Window* w, const Gadget* g, std::vector<Pixel>* out) {
+  out->clear();
+  int x0 = std::max<int>(g->left, 0), x1 = std::min<int>(g->right, w->width - 1);
+  int y0 = std::max<int>(g->top, 0), y1 = std::min<int>(g->bottom, w->height - 1);
+  if (x0 > x1) return;
+  for (int y = y0; y <= y1; ++y)
+    out->insert(out->end(), w->picture->Row(y) + x0, w->picture->Row(y) + x1 + 1);
+}
+
+bool InTable(const Gadget* g, const Gadget* table) {
+  for (const Gadget* t = table; t && t->id != 0; ++t)
+    if (t == g) return true;
+  return false;
+}
+
+void TakeBackHeldLook() {
+  HeldLook h = std::move(g_held);
+  g_held = {};
+  if (!WindowAlive(h.window, h.serial) || !InTable(h.gadget, h.window->gadgets)) return;
+  std::vector<Pixel> now;
+  GadgetPixels(h.window, h.gadget, &now);
+  if (now == h.pixels) InvertGadget(h.gadget, h.window);
+}
+
+// What the main loop does with a press that a Window took: the tool never sees its moves or its
+// release; an active text field still gets the keys.
+void HoldPress(int button) {
+  while (Held(button) && !MustStop()) {
+    In.lastKey = In.lastChar = 0;
+    if (PumpEvents(1) == 4 && Ws.activeGadget)
+      TextFieldKey(In.lastChar ? kCharacterCode : In.lastKey, In.lastChar);
+  }
+}
+
 // The gadget under the pointer and its Window; a modal Window captures the test.
 Gadget* GadgetUnderPointer(Window** where) {
   Window* w = WindowAt(In.winX, In.winY);
@@ -101,6 +193,7 @@ void RedrawField(Window* w, Gadget* g) {
 
 void DragTitle(Window* w) {
   if (RaiseOnDrag) WindowToFront(w);
+  const uint32_t serial = w->serial;
   HostScreen s = HostFramebuffer();
   int offX = In.winX - w->left, offY = In.winY - w->top;
   int lastX = In.winX, lastY = In.winY;
@@ -121,7 +214,7 @@ void DragTitle(Window* w) {
     HostPresent(ox, oy, ww, wh);
   };
   if (!solid) outline(x, y);
-  while (In.leftDown && !MustStop() && WindowListed(w)) {
+  while (In.leftDown && !MustStop() && WindowAlive(w, serial)) {
     In.lastKey = In.lastChar = 0;
     int r = PumpEvents(1);
     if (r == 4) {
@@ -135,7 +228,7 @@ void DragTitle(Window* w) {
     int ny = std::clamp(In.winY, 0, std::max(0, s.height - 1)) - offY;
     Magnet(w, &nx, &ny);
     if (w->onMove) w->onMove(w, &nx, &ny);
-    if (!WindowListed(w)) break;  // the handler closed it
+    if (!WindowAlive(w, serial)) break;  // the handler closed it
     if (solid) {
       MoveWindow(w, nx, ny);
     } else if (nx != x || ny != y) {
@@ -146,9 +239,9 @@ void DragTitle(Window* w) {
   }
   if (!solid) {
     outline(x, y);
-    if (WindowListed(w)) MoveWindow(w, x, y);
+    if (WindowAlive(w, serial)) MoveWindow(w, x, y);
   }
-  if (steps < 5 && WindowListed(w)) WindowToFront(w);
+  if (steps < 5 && WindowAlive(w, serial)) WindowToFront(w);
 }
 
 void DepthButton(Window* w) {
@@ -170,21 +263,22 @@ void CloseButton(Window* w) {
 }
 
 void Repeat(Window* w, Gadget* g, int code, bool look) {
+  const uint32_t serial = w->serial;
   int button = code;
   if (w->handler) w->handler(w, g, code);
   for (int i = 0; i < 5 && Held(button) && !MustStop(); ++i) {
-    if (!WindowListed(w)) return;
+    if (!WindowAlive(w, serial)) return;
     WaitMs(80, button);
   }
   while (Held(button) && !MustStop()) {
-    if (!WindowListed(w)) return;
+    if (!WindowAlive(w, serial)) return;
     if (w->handler) w->handler(w, g, code);
     WaitMs(40, button);
     WaitMs(40, button);
   }
-  if (!WindowListed(w)) return;
+  if (!WindowAlive(w, serial)) return;
   if (w->handler) w->handler(w, g, -code);
-  if (look && WindowListed(w)) InvertGadget(g, w);
+  if (look && WindowAlive(w, serial)) InvertGadget(g, w);
 }
 
 // The modal wait of a press outside the modal Window: swallowed up to its release.
@@ -215,7 +309,8 @@ void Beep() {
 }
 
 int PumpEvents(int mode) {
-  int r = ModalStep(0);
+  int r = NextEvent();
+  if (g_held.window && !Held(g_held.button)) TakeBackHeldLook();
   if (r) return r;
   if (HostWaitEvent(0)) return 0;
   if (mode == 0) return 0;
@@ -349,13 +444,14 @@ bool TextFieldKey(int code, int character) {
 void PressGadget(Window* w, Gadget* g, int button) {
   bool right = button == 2;
   CloseBubbleAndRest();
+  if (g_held.window) TakeBackHeldLook();
   if (Ws.activeGadget && Ws.activeGadget != g) CloseTextField(false);
   Ws.hotWindow = w;
+  const uint32_t serial = w->serial;
   int localX = In.winX - w->left;
   if (right && !(g->flags & kGadRightButton)) {
     if (g->flags & kGadTextField) {
       if (!(g->flags & kGadSunk)) ActivateTextField(w, g, CaretAt(g, localX));
-      WaitRelease(button);
       return;
     }
     OpenBubble(w, g, In.winX, In.winY);
@@ -366,28 +462,30 @@ void PressGadget(Window* w, Gadget* g, int button) {
   int code = right ? kCodeRightPress : kCodeLeftPress;
   if (g->id == kGadTitle && !right) {
     DragTitle(w);
-    if (WindowListed(w) && w->onMove && w->handler) w->handler(w, g, kCodeDragEnd);
+    if (WindowAlive(w, serial) && w->onMove && w->handler) w->handler(w, g, kCodeDragEnd);
     return;
   }
   if (g->flags & kGadTextField) {
+    // A sunk field ends here; any other takes the keys from now on.
     if (!(g->flags & kGadSunk)) ActivateTextField(w, g, CaretAt(g, localX));
-    WaitRelease(button);
     return;
   }
-  if (g->flags & (kGadActOnPress | kGadHighlight)) {
-    if (w->handler) w->handler(w, g, code);
-    // Nothing waits for the release, but the release is the gadget's: the page never sees it.
-    WaitRelease(button);
-    return;
-  }
-  bool look = !(g->flags & (kGadNoPressLook | kGadTextField));
+  bool look = !(g->flags & kGadNoPressLook);
   if (look) InvertGadget(g, w);
+  if (g->flags & (kGadActOnPress | kGadHighlight)) {
+    if (look) {
+      g_held = {w, serial, g, button, {}};
+      GadgetPixels(w, g, &g_held.pixels);
+    }
+    if (w->handler) w->handler(w, g, code);
+    return;
+  }
   if (g->flags & kGadRepeat) {
     Repeat(w, g, code, look);
     return;
   }
   WaitRelease(button);
-  if (!WindowListed(w)) return;
+  if (!WindowAlive(w, serial)) return;
   if (look) InvertGadget(g, w);
   // A press that moved off the gadget is cancelled.
   if (WindowAt(In.winX, In.winY) != w ||
@@ -415,12 +513,11 @@ bool WindowsTakePress() {
     return false;
   }
   Gadget* g = GadgetAt(In.winX - w->left, In.winY - w->top, w->gadgets);
-  if (g) {
+  if (g)
     PressGadget(w, g, button);
-    return true;
-  }
-  if (button == 1) WindowToFront(w);
-  WaitRelease(button);
+  else if (button == 1)
+    WindowToFront(w);
+  HoldPress(button);
   return true;
 }
 
@@ -469,6 +566,7 @@ void CloseBubbleAndRest() {
 
 void WindowsTick() {
   if (In.leftDown || In.rightDown) return;
+  if (g_held.window) TakeBackHeldLook();
   BubbleIdle(false);
   BlinkCaret();
   WindowsIdleCalls(nullptr);
@@ -482,9 +580,11 @@ void WindowsBubbleTimer() {
 void RunWindow(Window* window) {
   Window* saved = Ws.modalWindow;
   Ws.modalWindow = window;
-  while (WindowListed(window) && !MustStop()) {
+  const uint32_t serial = window->serial;
+  while (WindowAlive(window, serial) && !MustStop()) {
     In.lastKey = In.lastChar = 0;
     int r = PumpEvents(10);
+    if (!WindowAlive(window, serial)) break;
     if (r == 6) {
       if (!In.leftDown && !In.rightDown) {
         BubbleIdle(false);

@@ -4,8 +4,10 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "host/font.h"
+#include "project/compose.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "windows/demo.h"
@@ -31,6 +33,15 @@ void KeyMap(int code, int character) {
   if (g_keyMap) g_keyMap(code, character);
 }
 
+// What the page's own output must leave alone: every Window on the screen, front first.
+ScreenRects WindowCovers() {
+  static std::vector<ScreenRect> rects;
+  rects.clear();
+  for (const Window* w = Ws.frontWindow; w; w = w->previous)
+    if (w->shown) rects.push_back({w->left, w->top, w->width, w->height});
+  return {rects.data(), static_cast<int>(rects.size())};
+}
+
 }  // namespace
 
 bool OpenInterfaceFont() {
@@ -45,6 +56,9 @@ void InstallWindowSystem() {
   Loop().bubbleTimer = WindowsBubbleTimer;
   Loop().closeBubble = CloseBubbleAndRest;
   Loop().windowTick = WindowsTick;
+  PageCoversHook = WindowCovers;
+  // The page is clipped to the Windows, but the brush cursor, rubber bands and a full redraw
+  // still write over them.
   Loop().afterToolStep = RestoreWindows;
   if (Input().keyMap != KeyMap) g_keyMap = Input().keyMap;
   Input().keyMap = KeyMap;
@@ -52,6 +66,7 @@ void InstallWindowSystem() {
 
 void ReleaseWindowSystem() {
   CloseAllWindows();
+  if (PageCoversHook == WindowCovers) PageCoversHook = nullptr;
 }
 
 }  // namespace vela

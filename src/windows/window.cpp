@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "host/host.h"
+#include "project/compose.h"
 #include "start/input.h"
 
 namespace vela {
@@ -21,7 +23,7 @@ Pixel BackgroundColour() {
   return bg ? bg : kDefaultSysColors[BACKGROUNDCOLOR];
 }
 
-// Under all Windows: the interface background and the page, as the page's own redraw shows them.
+// Under all Windows: the interface background and the page as its own display composes it.
 void PaintPage(uint32_t* screen, int stride, int x, int y, int w, int h) {
   Pixel bg = BackgroundColour();
   for (int r = 0; r < h; ++r) std::fill_n(screen + static_cast<size_t>(y + r) * stride + x, w, bg);
@@ -30,9 +32,14 @@ void PaintPage(uint32_t* screen, int stride, int x, int y, int w, int h) {
   int x0 = std::max(x, Ws.pageX), x1 = std::min(x + w, Ws.pageX + page->width);
   int y0 = std::max(y, Ws.pageY), y1 = std::min(y + h, Ws.pageY + page->height);
   if (x0 >= x1 || y0 >= y1) return;
+  if (Ws.displayFlags & kDisplayGamma) {
+    // Only the page's own output knows the monitor's tables; it leaves the Windows alone.
+    ShowPage(x0 - Ws.pageX, y0 - Ws.pageY, x1 - x0, y1 - y0);
+    return;
+  }
   for (int r = y0; r < y1; ++r)
-    std::memcpy(screen + static_cast<size_t>(r) * stride + x0,
-                page->Row(r - Ws.pageY) + (x0 - Ws.pageX), static_cast<size_t>(x1 - x0) * 4);
+    MergedRow(x0 - Ws.pageX, r - Ws.pageY, screen + static_cast<size_t>(r) * stride + x0, x1 - x0,
+              1, 1);
 }
 
 BackdropPainter g_backdrop = PaintPage;
@@ -193,6 +200,11 @@ bool WindowListed(const Window* window) {
   return false;
 }
 
+bool WindowAlive(const Window* window, uint32_t serial) {
+  // The serial is read only once the record is known to be a live Window.
+  return WindowListed(window) && window->serial == serial;
+}
+
 void AddWindow(Window* window) {
   if (!window || WindowListed(window)) return;
   LinkAfter(window, Ws.frontWindow);
@@ -315,37 +327,37 @@ Gadget* GadgetAt(int x, int y, Gadget* table) {
 void RestoreWindows() {
   HostScreen s;
   if (!ScreenWritable(&s)) return;
-  // Each row of a Window, less what Windows in front cover, must show its picture; page output
-  // that went over it is copied away again.
+  // Each row of a Window, less what Windows in front cover, must show its picture; output that
+  // went over it is copied away again. A row has at most one span more than Windows in front.
+  static std::vector<int> spans, cut;
   for (const Window* w = Ws.frontWindow; w; w = w->previous) {
     if (!w->shown) continue;
     int x0 = std::max(w->left, 0), x1 = std::min(w->right, s.width);
     int y0 = std::max(w->top, 0), y1 = std::min(w->bottom, s.height);
+    if (x0 >= x1) continue;
     int top = y1, bottom = y0;
     for (int y = y0; y < y1; ++y) {
-      int spans[2 * 16 + 2] = {x0, x1};
-      int n = 1;
-      for (const Window* o = w->next; o && n > 0; o = o->next) {
+      spans.assign({x0, x1});
+      for (const Window* o = w->next; o && !spans.empty(); o = o->next) {
         if (!o->shown || y < o->top || y >= o->bottom) continue;
-        int m = 0, out[2 * 16 + 2];
-        for (int i = 0; i < n; ++i) {
-          int a = spans[2 * i], b = spans[2 * i + 1];
+        cut.clear();
+        for (size_t i = 0; i < spans.size(); i += 2) {
+          int a = spans[i], b = spans[i + 1];
           if (o->right <= a || o->left >= b) {
-            out[2 * m] = a, out[2 * m + 1] = b, ++m;
+            cut.insert(cut.end(), {a, b});
             continue;
           }
-          if (a < o->left && m < 16) out[2 * m] = a, out[2 * m + 1] = o->left, ++m;
-          if (o->right < b && m < 16) out[2 * m] = o->right, out[2 * m + 1] = b, ++m;
+          if (a < o->left) cut.insert(cut.end(), {a, o->left});
+          if (o->right < b) cut.insert(cut.end(), {o->right, b});
         }
-        std::copy(out, out + 2 * m, spans);
-        n = m;
+        spans.swap(cut);
       }
       uint32_t* row = s.pixels + static_cast<size_t>(y) * s.stride;
       const Pixel* pic = w->picture->Row(y - w->top) - w->left;
-      for (int i = 0; i < n; ++i) {
-        size_t bytes = static_cast<size_t>(spans[2 * i + 1] - spans[2 * i]) * 4;
-        if (std::memcmp(row + spans[2 * i], pic + spans[2 * i], bytes) == 0) continue;
-        std::memcpy(row + spans[2 * i], pic + spans[2 * i], bytes);
+      for (size_t i = 0; i < spans.size(); i += 2) {
+        size_t bytes = static_cast<size_t>(spans[i + 1] - spans[i]) * 4;
+        if (bytes == 0 || std::memcmp(row + spans[i], pic + spans[i], bytes) == 0) continue;
+        std::memcpy(row + spans[i], pic + spans[i], bytes);
         top = std::min(top, y), bottom = std::max(bottom, y + 1);
       }
     }

@@ -142,6 +142,9 @@ void RemoveWindow(Window* window);
 // Unlinks if needed and frees the record and its picture.
 void DeleteWindow(Window* window);
 bool WindowListed(const Window* window);
+// Listed and still the Window that had this serial: a record freed and made again at the same
+// address is another Window.
+bool WindowAlive(const Window* window, uint32_t serial);
 void ShowWindow(Window* window);
 void HideWindow(Window* window);
 void MoveWindow(Window* window, int x, int y);
@@ -189,18 +192,21 @@ using BackdropPainter = void (*)(uint32_t* screen, int stride, int x, int y, int
 void SetBackdropPainter(BackdropPainter painter);
 // Repaints the whole screen: page and Windows (the redraw of an exposed host window).
 void RepaintScreen();
-// After page output that does not know the Windows: whatever went over a Window is put back.
+// After output that does not know the Windows (the brush cursor, rubber bands, a full redraw):
+// whatever went over a Window is put back.
 void RestoreWindows();
 
 // ---- Events ----------------------------------------------------------------------------------
-// 0 nothing, 1 left down, -1 left up, 2 right down, -2 right up, 4 key, 6 idle with empty queue.
+// 0 nothing, 1 left down, -1 left up, 2 right down, -2 right up, -3 a third button, 4 key, 6 idle
+// with empty queue. The wheel comes as keys: 38 up and 40 down, 39 and 37 on the second axis.
 // Mode 0 polls, 1 waits, 10 waits and gives idle calls.
 int PumpEvents(int mode);
 // The modal loop; returns when the Window has left the list.
 void RunWindow(Window* window);
 // The press of the current input state on a Window or Gadget; false when the page takes it.
 bool WindowsTakePress();
-// A gadget press with the left (1) or right (2) button.
+// A gadget press with the left (1) or right (2) button. Act-on-press gadgets and text fields
+// return at the press; the caller decides what becomes of the rest of it.
 void PressGadget(Window* window, Gadget* gadget, int button);
 // Keys for the active text field; true when it took the key.
 bool TextFieldKey(int code, int character);

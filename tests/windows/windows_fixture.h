@@ -47,6 +47,7 @@ class WindowsTest : public ::testing::Test {
     Ws.pageY = 80;
     Ws.pageWidth = 200;
     Ws.pageHeight = 150;
+    Ws.opacity = 255;
     MainSet.magnet = true;
     SystemSet.bulle = 2;
     RaiseOnDrag = true;
