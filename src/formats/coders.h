@@ -12,6 +12,8 @@
 #include "formats/file_io.h"
 #include "formats/formats.h"
 #include "pixels/block.h"
+#include "start/ask.h"
+#include "start/gauge.h"
 
 namespace vela {
 
@@ -89,6 +91,41 @@ inline int ClipHeight(const Block* b, int h) {
 
 // Shared words.
 inline constexpr char kLoadingTitle[] = "Loading Image";
+
+// Header fields of 16 bits hold the side of what TGA, PCX, SOFTIMAGE and Rendition save.
+inline bool FitsSixteenBits(const Block& b) {
+  return b.width <= 65535 && b.height <= 65535;
+}
+
+// True while a save may go on: a stop asks, and " No " clears the flag. A process that is
+// stopping (-1) ends the save as " Yes " does.
+inline bool GoOnSaving() {
+  if (!GaugeStopped()) return true;
+  if (Ask("Stop Saving?", " Yes ", " No ") != 0) return false;
+  SetGaugeStop(false);
+  return true;
+}
+
+// The gauge of one coder's loop: open for the coder's call, closed on every way out, told every
+// 16th row. A stopped load keeps the rows it has; a stopped save leaves the old file.
+class CoderGauge {
+ public:
+  explicit CoderGauge(const char* title) { OpenGauge(title); }
+  ~CoderGauge() { CloseGauge(); }
+  CoderGauge(const CoderGauge&) = delete;
+  CoderGauge& operator=(const CoderGauge&) = delete;
+
+  // After row y of a load: false once the user has stopped it.
+  static bool Loaded(int y, int total) {
+    if ((y & 15) == 0) GaugeUpdate(y, total);
+    return !GaugeStopped();
+  }
+  // Before row y of a save: false when the user confirms a stop.
+  static bool Saving(int y, int total) {
+    if ((y & 15) == 0) GaugeUpdate(y, total);
+    return GoOnSaving();
+  }
+};
 
 // ---- The coders ------------------------------------------------------------------------------
 

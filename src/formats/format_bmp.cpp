@@ -94,6 +94,7 @@ int LoadBmp(Bytes f, Block* b) {
   }
   for (int y = 0; y < b->height; ++y) std::fill_n(b->Row(y), b->width, Pixel{0});
   if (!r.Seek(h.offset)) return Fail("Bad BMP file"), -1;
+  CoderGauge gauge(kLoadingTitle);
 
   const int cw = ClipWidth(b, h.width);
   // Bottom row first: file row fy lands on Block row height - 1 - fy.
@@ -115,7 +116,7 @@ int LoadBmp(Bytes f, Block* b) {
       }
       if (value == 0) {
         x = 0;
-        if ((++fy & 15) == 0) ReportProgress(kLoadingTitle, fy, h.height);
+        if (!gauge.Loaded(++fy, h.height)) return 0;
       } else if (value == 1) {
         break;
       } else if (value == 2) {
@@ -178,7 +179,7 @@ int LoadBmp(Bytes f, Block* b) {
         }
       }
     }
-    if ((fy & 15) == 0 && !ReportProgress(kLoadingTitle, fy, h.height)) return settle(0);
+    if (!gauge.Loaded(fy, h.height)) return settle(0);
   }
   return settle(0);
 }
@@ -211,7 +212,9 @@ int SaveBmp(const char* path, const Block& b, const SaveSettings& s) {
     ok = out.U8(Blue(p)) && out.U8(Green(p)) && out.U8(Red(p)) && out.U8(0);
   }
   std::vector<uint8_t> line(stride, 0);
+  CoderGauge gauge("Saving BMP Image");
   for (int i = 0; ok && i < b.height; ++i) {
+    if (!gauge.Saving(i, b.height)) return -1;
     const int y = b.height - 1 - i;
     if (truecolor) {
       const Pixel* src = b.Row(y);
@@ -224,7 +227,6 @@ int SaveBmp(const char* path, const Block& b, const SaveSettings& s) {
       std::memcpy(line.data(), &map[static_cast<size_t>(y) * b.width], b.width);
     }
     ok = out.Write(line.data(), stride);
-    if ((i & 15) == 0) ReportProgress("Saving BMP Image", i, b.height);
   }
   if (!ok || !out.Commit()) {
     Message("Write error!");

@@ -4,6 +4,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <vector>
 
 #include <jpeglib.h>
@@ -62,8 +63,7 @@ int Decode(jpeg_decompress_struct& d, JpegError& err, Bytes f, Block* b, int* w,
       const uint8_t* p = line.data();
       for (int x = 0; x < cw; ++x, p += 3) dst[x] = MakePixel(255, p[0], p[1], p[2]);
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, static_cast<int>(d.output_height)))
-      return 0;
+    if (!CoderGauge::Loaded(y, static_cast<int>(d.output_height))) return 0;
   }
   jpeg_finish_decompress(&d);
   return 0;
@@ -77,12 +77,15 @@ int Run(Bytes f, Block* b, int* w, int* h) {
   err.mgr.output_message = OnMessage;
   err.mgr.emit_message = OnEmit;
   std::vector<uint8_t> line;
+  std::optional<CoderGauge> gauge;
+  if (b) gauge.emplace(kLoadingTitle);
   const int result = Decode(d, err, f, b, w, h, line);
   jpeg_destroy_decompress(&d);
   if (result != 0 && b) Message(err.text);
   return result;
 }
 
+// 0, -1 on the library's error, 1 when the user stopped.
 int Encode(jpeg_compress_struct& c, JpegError& err, const Block& b, int quality,
            unsigned char** buffer, unsigned long* size, std::vector<uint8_t>& line) {
   if (setjmp(err.jump)) return -1;
@@ -97,6 +100,7 @@ int Encode(jpeg_compress_struct& c, JpegError& err, const Block& b, int quality,
   jpeg_start_compress(&c, TRUE);
   while (c.next_scanline < c.image_height) {
     const int y = static_cast<int>(c.next_scanline);
+    if (!CoderGauge::Saving(y, b.height)) return 1;
     const Pixel* src = b.Row(y);
     uint8_t* d = line.data();
     for (int x = 0; x < b.width; ++x) {
@@ -106,7 +110,6 @@ int Encode(jpeg_compress_struct& c, JpegError& err, const Block& b, int quality,
     }
     JSAMPROW row = line.data();
     jpeg_write_scanlines(&c, &row, 1);
-    if ((y & 15) == 0) ReportProgress("Saving JPEG Image", y, b.height);
   }
   jpeg_finish_compress(&c);
   return 0;
@@ -137,11 +140,15 @@ int SaveJpeg(const char* path, const Block& b, const SaveSettings& s) {
   unsigned char* buffer = nullptr;
   unsigned long size = 0;
   std::vector<uint8_t> line(static_cast<size_t>(b.width) * 3);
-  const int result = Encode(c, err, b, quality, &buffer, &size, line);
+  int result;
+  {
+    CoderGauge gauge("Saving JPEG Image");
+    result = Encode(c, err, b, quality, &buffer, &size, line);
+  }
   jpeg_destroy_compress(&c);
   if (result != 0) {
     std::free(buffer);
-    Message(err.text);
+    if (result < 0) Message(err.text);
     return -1;
   }
   FileWriter out;

@@ -56,6 +56,7 @@ int LoadPcx(Bytes f, Block* b) {
   ByteReader r(f.subspan(128, f.size() - 128 - 769));
   const int cw = ClipWidth(b, h.width);
   int run = 0, value = 0;  // a run may go on into the next row
+  CoderGauge gauge(kLoadingTitle);
   for (int y = 0; y < h.height; ++y) {
     Pixel* row = y < b->height ? b->Row(y) : nullptr;
     for (int x = 0; x < h.bytesPerLine; ++x) {
@@ -80,12 +81,16 @@ int LoadPcx(Bytes f, Block* b) {
       --run;
       if (row && x < cw) row[x] = palette[value];
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, h.height)) return 0;
+    if (!gauge.Loaded(y, h.height)) return 0;
   }
   return 0;
 }
 
 int SavePcx(const char* path, const Block& b, const SaveSettings& s) {
+  if (!FitsSixteenBits(b)) {
+    Message("Write error!");
+    return -1;
+  }
   Pixel palette[256] = {};
   std::vector<uint8_t> map;
   int transparent = 0;
@@ -103,14 +108,15 @@ int SavePcx(const char* path, const Block& b, const SaveSettings& s) {
             out.Zeros(48) && out.U8(0) && out.U8(1) && out.U16LE(w) && out.U16LE(0) &&
             out.U16LE(w) && out.U16LE(hgt) && out.Zeros(54);
   std::vector<uint8_t> line(static_cast<size_t>(b.width) * 2);
+  CoderGauge gauge("Saving PCX Image");
   for (int y = 0; ok && y < b.height; ++y) {
+    if (!gauge.Saving(y, b.height)) return -1;
     uint8_t* d = line.data();
     for (const uint8_t *p = &map[static_cast<size_t>(y) * b.width], *e = p + b.width; p < e; ++p) {
       if (*p >= 63) *d++ = 193;
       *d++ = *p;
     }
     ok = out.Write(line.data(), static_cast<size_t>(d - line.data()));
-    if ((y & 15) == 0) ReportProgress("Saving PCX Image", y, b.height);
   }
   ok = ok && out.U8(12);
   for (int i = 0; ok && i < 256; ++i)

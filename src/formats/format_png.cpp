@@ -96,19 +96,21 @@ int ReadPng(PngIo& io, png_structp png, png_infop info, Block* b, std::vector<ui
   };
   if (whole) {
     png_read_image(png, pointers.data());
-    for (png_uint_32 y = 0; y < height; ++y) store(y, pointers[y]);
+    for (png_uint_32 y = 0; y < height; ++y) {
+      store(y, pointers[y]);
+      if (!CoderGauge::Loaded(static_cast<int>(y), static_cast<int>(height))) return 0;
+    }
   } else {
     for (png_uint_32 y = 0; y < height; ++y) {
       png_read_row(png, pointers[0], nullptr);
       store(y, pointers[0]);
-      if ((y & 15) == 0 &&
-          !ReportProgress(kLoadingTitle, static_cast<int>(y), static_cast<int>(height)))
-        return 0;
+      if (!CoderGauge::Loaded(static_cast<int>(y), static_cast<int>(height))) return 0;
     }
   }
   return 0;
 }
 
+// 0, -1 on libpng's error, 1 when the user stopped.
 int WritePng(PngIo& io, png_structp png, png_infop info, const Block& b, int kind,
              const Pixel* palette, int colors, int transparent, const std::vector<uint8_t>& map,
              std::vector<uint8_t>& line) {
@@ -135,6 +137,7 @@ int WritePng(PngIo& io, png_structp png, png_infop info, const Block& b, int kin
   }
   png_write_info(png, info);
   for (int y = 0; y < b.height; ++y) {
+    if (!CoderGauge::Saving(y, b.height)) return 1;
     if (kind == 0) {
       png_write_row(png, &map[static_cast<size_t>(y) * b.width]);
     } else {
@@ -150,7 +153,6 @@ int WritePng(PngIo& io, png_structp png, png_infop info, const Block& b, int kin
       }
       png_write_row(png, line.data());
     }
-    if ((y & 15) == 0) ReportProgress("Saving PNG Image", y, b.height);
   }
   png_write_end(png, info);
   return 0;
@@ -171,6 +173,7 @@ int LoadPng(Bytes f, Block* b) {
   }
   std::vector<uint8_t> rows;
   std::vector<png_bytep> pointers;
+  CoderGauge gauge(kLoadingTitle);
   const int result = ReadPng(io, png, info, b, rows, pointers);
   png_destroy_read_struct(&png, &info, nullptr);
   if (result != 0) Message(io.error);
@@ -207,8 +210,13 @@ int SavePng(const char* path, const Block& b, const SaveSettings& s) {
     return -1;
   }
   std::vector<uint8_t> line(static_cast<size_t>(b.width) * 4);
-  const int result = WritePng(io, png, info, b, kind, palette, colors, transparent, map, line);
+  int result;
+  {
+    CoderGauge gauge("Saving PNG Image");
+    result = WritePng(io, png, info, b, kind, palette, colors, transparent, map, line);
+  }
   png_destroy_write_struct(&png, &info);
+  if (result > 0) return -1;
   if (result != 0 || !out.Commit()) {
     Message(io.error[0] ? io.error : "Write error!");
     return -1;

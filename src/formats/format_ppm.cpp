@@ -84,6 +84,7 @@ int LoadPpm(Bytes f, Block* b) {
   ByteReader r(f);
   r.Seek(h.data);
   const int cw = ClipWidth(b, h.width);
+  CoderGauge gauge(kLoadingTitle);
   for (int y = 0; y < h.height; ++y) {
     Bytes row = r.Take(static_cast<size_t>(h.width) * 3);
     if (!r.ok()) {
@@ -100,7 +101,7 @@ int LoadPpm(Bytes f, Block* b) {
                                            std::min(255, p[2] * 255 / h.maxval));
       }
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, h.height)) return 0;
+    if (!gauge.Loaded(y, h.height)) return 0;
   }
   return 0;
 }
@@ -127,6 +128,7 @@ int LoadDmim(Bytes f, Block* b) {
   ByteReader r(f);
   r.Seek(8);
   const int cw = ClipWidth(b, width);
+  CoderGauge gauge(kLoadingTitle);
   for (int y = 0; y < height; ++y) {
     Bytes row = r.Take(static_cast<size_t>(width) * 4);
     if (!r.ok()) {
@@ -142,7 +144,7 @@ int LoadDmim(Bytes f, Block* b) {
         d[x] = MakePixel(a, p[2], p[1], p[0]);
       }
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, height)) return 0;
+    if (!gauge.Loaded(y, height)) return 0;
   }
   return 0;
 }

@@ -46,6 +46,7 @@ int LoadRendition(Bytes f, Block* b) {
   const int cw = ClipWidth(b, width);
   int left = 0;  // pixels of the current packet still to place; packets may run on across rows
   Pixel value = 0;
+  CoderGauge gauge(kLoadingTitle);
   for (int y = 0; y < height; ++y) {
     Pixel* row = y < b->height ? b->Row(y) : nullptr;
     for (int x = 0; x < width;) {
@@ -65,12 +66,16 @@ int LoadRendition(Bytes f, Block* b) {
       x += n;
       left -= n;
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, height)) return 0;
+    if (!gauge.Loaded(y, height)) return 0;
   }
   return 0;
 }
 
 int SaveRendition(const char* path, const Block& b, const SaveSettings&) {
+  if (!FitsSixteenBits(b)) {
+    Message("Write error!");
+    return -1;
+  }
   FileWriter out;
   if (!out.Open(path)) {
     MessageF("Unable to open file:\n%s", path);
@@ -88,7 +93,9 @@ int SaveRendition(const char* path, const Block& b, const SaveSettings&) {
   header[168] = 11;
   bool ok = out.Write(header, sizeof header);
   std::vector<uint8_t> line;
+  CoderGauge gauge("Saving Rendition Image");
   for (int y = 0; ok && y < b.height; ++y) {
+    if (!gauge.Saving(y, b.height)) return -1;
     line.clear();
     const Pixel* src = b.Row(y);
     for (int x = 0; x < b.width;) {
@@ -102,7 +109,6 @@ int SaveRendition(const char* path, const Block& b, const SaveSettings&) {
       x += run;
     }
     ok = out.Write(line.data(), line.size());
-    if ((y & 15) == 0) ReportProgress("Saving Rendition Image", y, b.height);
   }
   if (!ok || !out.Commit()) {
     Message("Write error!");

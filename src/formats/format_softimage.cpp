@@ -107,6 +107,7 @@ int LoadSoftimage(Bytes f, Block* b) {
   static const int kAlpha[1] = {3};
   std::vector<Pixel> row(h.width);
   const int cw = ClipWidth(b, h.width);
+  CoderGauge gauge(kLoadingTitle);
   for (int y = 0; y < h.height; ++y) {
     std::fill(row.begin(), row.end(), 0xFF000000u);
     auto* bytes = reinterpret_cast<uint8_t*>(row.data());
@@ -124,7 +125,7 @@ int LoadSoftimage(Bytes f, Block* b) {
         d[x] = MakePixel(a, std::min(Red(p), a), std::min(Green(p), a), std::min(Blue(p), a));
       }
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, h.height)) return 0;
+    if (!gauge.Loaded(y, h.height)) return 0;
   }
   return 0;
 }
@@ -157,6 +158,10 @@ void PackRow(const Pixel* src, int width, Key key, Emit emit, std::vector<uint8_
 }  // namespace
 
 int SaveSoftimage(const char* path, const Block& b, const SaveSettings&) {
+  if (!FitsSixteenBits(b)) {
+    Message("Write error!");
+    return -1;
+  }
   FileWriter out;
   if (!out.Open(path)) {
     MessageF("Unable to open file:\n%s", path);
@@ -176,7 +181,9 @@ int SaveSoftimage(const char* path, const Block& b, const SaveSettings&) {
   const uint8_t packets[8] = {1, 8, 2, 0xE0, 0, 8, 2, 0x10};
   bool ok = out.Write(header, sizeof header) && out.Write(packets, sizeof packets);
   std::vector<uint8_t> line;
+  CoderGauge gauge("Saving SOFTIMAGE Image");
   for (int y = 0; ok && y < b.height; ++y) {
+    if (!gauge.Saving(y, b.height)) return -1;
     line.clear();
     const Pixel* src = b.Row(y);
     PackRow(
@@ -192,7 +199,6 @@ int SaveSoftimage(const char* path, const Block& b, const SaveSettings&) {
         [](Pixel p, std::vector<uint8_t>& o) { o.push_back(static_cast<uint8_t>(Alpha(p))); },
         line);
     ok = out.Write(line.data(), line.size());
-    if ((y & 15) == 0) ReportProgress("Saving SOFTIMAGE Image", y, b.height);
   }
   if (!ok || !out.Commit()) {
     Message("Write error!");

@@ -99,6 +99,7 @@ int LoadSun(Bytes f, Block* b) {
   const bool rgbOrder = h.type == 3;  // the RGB variant; every other raw type is blue first
   SunRuns runs{r};
   std::vector<uint8_t> line;
+  CoderGauge gauge(kLoadingTitle);
   for (int y = 0; y < height; ++y) {
     const uint8_t* p;
     if (h.type == 2) {
@@ -128,7 +129,7 @@ int LoadSun(Bytes f, Block* b) {
           d[x] = MakePixel(255, c[2], c[1], c[0]);
       }
     }
-    if ((y & 15) == 0 && !ReportProgress(kLoadingTitle, y, height)) return 0;
+    if (!gauge.Loaded(y, height)) return 0;
   }
   return 0;
 }
@@ -148,7 +149,9 @@ int SaveSun(const char* path, const Block& b, int depth) {
             out.U32BE(static_cast<uint32_t>(stride * b.height)) && out.U32BE(1) && out.U32BE(0) &&
             out.U32BE(0);
   std::vector<uint8_t> line(stride, 0);
+  CoderGauge gauge("Saving SUN Image");
   for (int y = 0; ok && y < b.height; ++y) {
+    if (!gauge.Saving(y, b.height)) return -1;
     const Pixel* src = b.Row(y);
     uint8_t* d = line.data();
     for (int x = 0; x < b.width; ++x) {
@@ -158,7 +161,6 @@ int SaveSun(const char* path, const Block& b, int depth) {
       *d++ = static_cast<uint8_t>(Red(src[x]));
     }
     ok = out.Write(line.data(), stride);
-    if ((y & 15) == 0) ReportProgress("Saving SUN Image", y, b.height);
   }
   if (!ok || !out.Commit()) {
     Message("Write error!");

@@ -121,6 +121,7 @@ int LoadTga(Bytes f, Block* b) {
     return index < mapCount ? map[index] : 0;
   };
 
+  CoderGauge gauge(kLoadingTitle);
   const bool topFirst = h.descriptor & 0x20;
   const bool packed = h.type >= 9;
   const int cw = ClipWidth(b, h.width);
@@ -162,13 +163,17 @@ int LoadTga(Bytes f, Block* b) {
     }
     const int y = topFirst ? fy : h.height - 1 - fy;
     if (y < b->height) std::copy_n(row.begin(), cw, b->Row(y));
-    if ((fy & 15) == 0 && !ReportProgress(kLoadingTitle, fy, h.height)) return 0;
+    if (!gauge.Loaded(fy, h.height)) return 0;
   }
   return 0;
 }
 
 int SaveTga(const char* path, const Block& b, const SaveSettings& s) {
   const bool packed = s.tgaCompression == 1;
+  if (!FitsSixteenBits(b)) {
+    Message("Can't save File!");
+    return -1;
+  }
   FileWriter out;
   if (!out.Open(path)) {
     MessageF("Unable to open file:\n%s", path);
@@ -184,7 +189,9 @@ int SaveTga(const char* path, const Block& b, const SaveSettings& s) {
   header[16] = 32;
   bool ok = out.Write(header, sizeof header);
   std::vector<uint8_t> line(static_cast<size_t>(b.width) * 5 + 8);
+  CoderGauge gauge("Saving TGA Image");
   for (int i = 0; ok && i < b.height; ++i) {
+    if (!gauge.Saving(i, b.height)) return -1;
     const Pixel* src = b.Row(b.height - 1 - i);
     uint8_t* d = line.data();
     auto put = [&d](Pixel p) {
@@ -214,7 +221,6 @@ int SaveTga(const char* path, const Block& b, const SaveSettings& s) {
       }
     }
     if (!out.Write(line.data(), static_cast<size_t>(d - line.data()))) ok = false;
-    if ((i & 15) == 0) ReportProgress("Saving TGA Image", i, b.height);
   }
   if (!ok || !out.Commit()) {
     Message("Incomplete save!");

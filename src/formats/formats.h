@@ -82,13 +82,8 @@ int CheckedFileType(const char* path, int* width, int* height);
 // first picture. 0 on success, -1 after the coder or this call has reported the failure.
 int LoadFileIntoBlock(const char* path, Block* block, int frame);
 
-// Saves block in format number `format` with the given settings. 0 or -1 (reported).
+// Saves block in format number `format` with the given settings. 0, or -1 when reported or
+// stopped by the user (the old file then stays as it was).
 int SaveBlockAs(const char* path, const Block& block, int format, const SaveSettings& settings);
-
-// Progress of long loops: every 16 rows a coder calls the hook with the gauge's title. A false
-// answer asks to stop (a load keeps what it has; the quantizer keeps the boxes it has cut).
-using ProgressHook = bool (*)(const char* title, int done, int total);
-ProgressHook SetProgressHook(ProgressHook hook);  // returns the previous; null for none
-bool ReportProgress(const char* title, int done, int total);
 
 }  // namespace vela

@@ -324,12 +324,13 @@ bool AskOverwrite(const char* path) {
 }
 
 int LoadImageInto(const char* path, bool stretch) {
+  std::vector<uint8_t> bytes;
   int w = 0, h = 0;
-  const int type = CheckedFileType(path, &w, &h);
+  const int type = CheckedFileBytes(path, &bytes, &w, &h);
   if (type < 0) return -1;
   if (w == Ws.pageWidth && h == Ws.pageHeight) stretch = false;
   // A header may claim any size: the stretch's source Block is held to what a page could be.
-  if (stretch && static_cast<int64_t>(w) * h > (int64_t{1} << 28)) {
+  if (stretch && !PictureFits(w, h)) {
     Message(" Not enough memory");
     return -1;
   }
@@ -345,7 +346,7 @@ int LoadImageInto(const char* path, bool stretch) {
   }
   if (!stretch)
     std::memcpy(scratch->data, page->data, static_cast<size_t>(page->width) * page->height * 4);
-  if (LoadFileIntoBlock(path, scratch.get(), -1) != 0) return -1;
+  if (LoadBytesIntoBlock(bytes, path, scratch.get(), -1) != 0) return -1;
   SaveUndo();
   MarkUndo(0, "Load Image");
   if (stretch)

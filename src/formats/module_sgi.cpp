@@ -100,6 +100,7 @@ int Load(ModuleContext*, Bytes f, Block* b) {
   std::vector<uint8_t> lines(static_cast<size_t>(h.width) * 4);
   uint8_t* plane[4] = {&lines[0], &lines[h.width], &lines[2 * static_cast<size_t>(h.width)],
                        &lines[3 * static_cast<size_t>(h.width)]};
+  CoderGauge gauge(kLoadingTitle);
   for (int row = 0; row < h.height; ++row) {
     const int use = std::min(h.planes, 4);
     for (int p = 0; p < use; ++p)
@@ -115,7 +116,7 @@ int Load(ModuleContext*, Bytes f, Block* b) {
         d[x] = Premultiplied(a, r, g, bl);
       }
     }
-    if ((row & 15) == 0 && !ReportProgress(kLoadingTitle, row, h.height)) return 0;
+    if (!gauge.Loaded(row, h.height)) return 0;
   }
   return 0;
 }
@@ -156,8 +157,11 @@ int Save(ModuleContext* c, const char* path, const Block& b) {
   std::vector<uint32_t> starts(lineCount), lengths(lineCount);
   std::vector<uint8_t> line(b.width);
   const size_t tableBytes = rle ? lineCount * 8 : 0;
+  CoderGauge gauge("Saving SGI Image");
+  const int lines = static_cast<int>(lineCount);
   for (int p = 0; p < planes; ++p) {
     for (int row = 0; row < b.height; ++row) {
+      if (!gauge.Saving(p * b.height + row, lines)) return -1;
       const Pixel* src = b.Row(b.height - 1 - row);
       for (int x = 0; x < b.width; ++x) {
         const Pixel px = c->format == kSgiRgba ? Straight(src[x]) : src[x];
@@ -174,7 +178,6 @@ int Save(ModuleContext* c, const char* path, const Block& b) {
         data.insert(data.end(), line.begin(), line.end());
       lengths[at] = static_cast<uint32_t>(512 + tableBytes + data.size() - starts[at]);
     }
-    ReportProgress("Saving SGI Image", p, planes);
   }
   FileWriter out;
   if (!out.Open(path)) {

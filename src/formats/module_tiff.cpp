@@ -5,6 +5,7 @@
 #include <tiffio.h>
 
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "formats/coders.h"
@@ -143,7 +144,10 @@ int Load(ModuleContext*, Bytes f, Block* b) {
   if (result == 0) raster.resize(static_cast<size_t>(band) * width);
   img.req_orientation = ORIENTATION_TOPLEFT;
   const int cw = ClipWidth(b, static_cast<int>(width));
-  for (uint32_t y0 = 0; result == 0 && y0 < height && y0 < static_cast<uint32_t>(b->height);
+  CoderGauge gauge(kLoadingTitle);
+  bool stopped = false;
+  for (uint32_t y0 = 0;
+       result == 0 && !stopped && y0 < height && y0 < static_cast<uint32_t>(b->height);
        y0 += band) {
     const uint32_t rows = std::min(band, height - y0);
     img.row_offset = static_cast<int>(y0);
@@ -158,8 +162,11 @@ int Load(ModuleContext*, Bytes f, Block* b) {
       Pixel* d = b->Row(static_cast<int>(y0 + i));
       for (int x = 0; x < cw; ++x)  // libtiff packs A B G R from the high byte down
         d[x] = MakePixel(TIFFGetA(s[x]), TIFFGetR(s[x]), TIFFGetG(s[x]), TIFFGetB(s[x]));
+      if (!gauge.Loaded(static_cast<int>(y0 + i), static_cast<int>(height))) {
+        stopped = true;
+        break;
+      }
     }
-    if (!ReportProgress(kLoadingTitle, static_cast<int>(y0), static_cast<int>(height))) break;
   }
   TIFFRGBAImageEnd(&img);
   TIFFClose(t);
@@ -209,7 +216,12 @@ int Save(ModuleContext* c, const char* path, const Block& b) {
   }
   std::vector<uint8_t> line(static_cast<size_t>(b.width) * samples);
   bool ok = true;
+  std::optional<CoderGauge> gauge(std::in_place, "Saving TIFF Image");
   for (int y = 0; ok && y < b.height; ++y) {
+    if (!gauge->Saving(y, b.height)) {
+      TIFFClose(t);
+      return -1;
+    }
     if (palette) {
       std::memcpy(line.data(), &map[static_cast<size_t>(y) * b.width], b.width);
     } else {
@@ -224,8 +236,8 @@ int Save(ModuleContext* c, const char* path, const Block& b) {
       }
     }
     ok = TIFFWriteScanline(t, line.data(), static_cast<uint32_t>(y), 0) == 1;
-    if ((y & 15) == 0) ReportProgress("Saving TIFF Image", y, b.height);
   }
+  gauge.reset();
   ok = TIFFWriteDirectory(t) == 1 && ok;
   TIFFClose(t);
   FileWriter out;

@@ -15,6 +15,7 @@
 #include <new>
 #include <unordered_map>
 
+#include "formats/coders.h"
 #include "formats/file_io.h"
 #include "formats/formats.h"
 #include "host/host.h"
@@ -26,6 +27,7 @@
 #include "project/layers.h"
 #include "project/page.h"
 #include "start/ask.h"
+#include "start/gauge.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/message.h"
@@ -34,6 +36,14 @@
 namespace vela {
 
 namespace {
+
+// Two-level work: what runs for one image inside the project's gauge leaves it alone.
+struct HeldGauge {
+  HeldGauge() { HoldGauge(); }
+  ~HeldGauge() { ReleaseGauge(); }
+  HeldGauge(const HeldGauge&) = delete;
+  HeldGauge& operator=(const HeldGauge&) = delete;
+};
 
 constexpr uint32_t Id(const char (&s)[5]) {
   return (uint32_t(uint8_t(s[0])) << 24) | (uint32_t(uint8_t(s[1])) << 16) |
@@ -604,6 +614,7 @@ struct Saver {
       packed.resize(std::max<size_t>(limit, 0) + PixelRLEBound(size_t(width)) + 16);
       size_t used = 0;
       for (int y = 0; y < image->height; ++y) {
+        if ((y & 15) == 0) RowDone(y, image->height);
         used += PixelRLEPack(image->Row(y), size_t(width), packed.data() + used);
         if (used > limit) {
           if (!w.Write(packed.data(), used)) return false;
@@ -615,17 +626,22 @@ struct Saver {
     return EndChunk(w, c, 0x80);
   }
 
-  // The gauge, then the stop flag: " Yes " ends the save, " No " goes on.
+  // The bar goes by images; within a body by its rows, in the same scale.
+  void RowDone(int y, int height) {
+    constexpr int kUnit = 1024;
+    const int64_t whole = int64_t{total} * kUnit;
+    const int shift = whole > INT32_MAX ? 8 : 0;  // a million images still fit the bar
+    GaugeUpdate(static_cast<int>((int64_t{done} * kUnit + int64_t{y} * kUnit / height) >> shift),
+                static_cast<int>(whole >> shift));
+  }
+
+  // After each image: the gauge, then the stop flag; " Yes " ends the save, " No " goes on.
   bool Step(int images) {
     done += images;
-    if (!ReportProgress("Saving Project", done, total)) BreakFlag = 1;
-    if (!BreakFlag) return true;
-    if (Ask("Stop Saving?", " Yes ", " No ") == 1) {
-      stopped = true;
-      return false;
-    }
-    BreakFlag = 0;
-    return true;
+    RowDone(0, 1);
+    if (GoOnSaving()) return true;
+    stopped = true;
+    return false;
   }
 };
 
@@ -748,9 +764,13 @@ bool WriteLayers(Saver& s) {
     Layer* l = LayerAt(i);
     s.total += l->sequence ? std::max(1, l->last - l->first + 1) : 1;
   }
+  CoderGauge gauge("Saving Project");
   for (int i = 0; i < LayerCount(); ++i) {
     Layer* l = LayerAt(i);
-    LoadLayerImage(one.get(), l, l->first);
+    {
+      HeldGauge inner;
+      LoadLayerImage(one.get(), l, l->first);
+    }
     WriteLayerHeader(s.w, *l);
     if (!s.Body(kDbod, one.get())) return false;
     if (!s.Step(1)) return false;
@@ -762,12 +782,16 @@ bool WriteLayers(Saver& s) {
     for (int k = 1; k < images; ++k) {
       if (stream) {
         OpenChunk c;
+        HeldGauge inner;
         if (!BeginChunk(s.w, kSraw, &c) || !stream(seq, k, &s.w) || !EndChunk(s.w, c, 0))
           return false;
       } else {
         // The image before stays in one Block while the other takes the difference.
         FillBlock(two.get(), 0);
-        seq->ops.LoadFrame(seq, two.get(), k);
+        {
+          HeldGauge inner;
+          seq->ops.LoadFrame(seq, two.get(), k);
+        }
         const size_t n = size_t(one->width) * one->height;
         for (size_t p = 0; p < n; ++p)
           if (two->data[p]) one->data[p] ^= two->data[p];
@@ -1470,15 +1494,21 @@ struct Loader {
       case kMixr:
         if (content.size() >= 60) Mixr();
         break;
-      case kDbod:
+      case kDbod: {
+        HeldGauge inner;
         flow = Dbod();
         break;
-      case kLdlt:
+      }
+      case kLdlt: {
+        HeldGauge inner;
         flow = Ldlt();
         break;
-      case kSraw:
+      }
+      case kSraw: {
+        HeldGauge inner;
         flow = Sraw();
         break;
+      }
       default:
         break;
     }
@@ -1490,10 +1520,10 @@ struct Loader {
   bool Step() {
     const int total = static_cast<int>(std::min<uint64_t>(src.size() / 4096, INT32_MAX));
     const int done = static_cast<int>(std::min<uint64_t>(src.pos() / 4096, INT32_MAX));
-    if (!ReportProgress("Loading Project", done, total)) BreakFlag = 1;
-    if (!BreakFlag) return true;
-    if (Ask("Stop Loading?", " Yes ", " No ") == 1) return false;
-    BreakFlag = 0;
+    GaugeUpdate(done, total);
+    if (!GaugeStopped()) return true;
+    if (Ask("Stop Loading?", " Yes ", " No ") != 0) return false;
+    SetGaugeStop(false);
     return true;
   }
 
@@ -1731,22 +1761,45 @@ int LoadProject(const char* path, bool adoptSize, bool stretch, bool replace) {
     MessageF("%s\nUnknown file format", path);
     return -1;
   }
-  for (uint8_t chunk[8]; l.src.Read(chunk, 4);) {
-    if (!l.src.Read(chunk + 4, 4)) break;
-    if (l.Chunk(Be32(chunk), Be32(chunk + 4)) == Flow::kEnd) break;
-    if (!l.Step()) break;
+  {
+    CoderGauge gauge("Loading Project");
+    for (uint8_t chunk[8]; l.src.Read(chunk, 4);) {
+      if (!l.src.Read(chunk + 4, 4)) break;
+      if (l.Chunk(Be32(chunk), Be32(chunk + 4)) == Flow::kEnd) break;
+      if (!l.Step()) break;
+    }
   }
   if (l.result == -1) return -1;
   return l.Commit();
 }
 
-bool ProjectInfo(const char* path, int* width, int* height) {
+namespace {
+
+// Bytes in memory read as the loader's Source reads a file.
+class ByteSource {
+ public:
+  explicit ByteSource(std::span<const uint8_t> b) : b_(b) {}
+  uint64_t pos() const { return pos_; }
+  void Seek(uint64_t at) { pos_ = std::min<uint64_t>(at, b_.size()); }
+  bool Read(void* dst, size_t n) {
+    if (n > b_.size() - pos_) return false;
+    if (n) std::memcpy(dst, b_.data() + pos_, n);
+    pos_ += n;
+    return true;
+  }
+
+ private:
+  std::span<const uint8_t> b_;
+  uint64_t pos_ = 0;
+};
+
+// The picture size as the loader takes it: DLOC, or DGBL until a DLOC comes; the first body
+// ends the search.
+template <typename S>
+bool ReadProjectInfo(S& src, int* width, int* height) {
   *width = *height = 0;
-  Source src;
   uint8_t head[12];
-  if (!path || !src.Open(path) || !src.Read(head, sizeof head) || Be32(head) != kForm ||
-      Be32(head + 8) != kQdpp)
-    return false;
+  if (!src.Read(head, sizeof head) || Be32(head) != kForm || Be32(head + 8) != kQdpp) return false;
   for (uint8_t chunk[12]; src.Read(chunk, 8);) {
     const uint32_t id = Be32(chunk), size = Be32(chunk + 4);
     const uint64_t next = src.pos() + size + (size & 1);
@@ -1755,10 +1808,23 @@ bool ProjectInfo(const char* path, int* width, int* height) {
       *height = (chunk[10] << 8) | chunk[11];
       if (id == kDloc) break;
     }
-    if (id == kDbod) break;
+    if (id == kDbod || id == kLdlt || id == kSraw) break;
     src.Seek(next);
   }
   return true;
+}
+
+}  // namespace
+
+bool ProjectInfo(const char* path, int* width, int* height) {
+  *width = *height = 0;
+  Source src;
+  return path && src.Open(path) && ReadProjectInfo(src, width, height);
+}
+
+bool ProjectInfoOfBytes(std::span<const uint8_t> bytes, int* width, int* height) {
+  ByteSource src(bytes);
+  return ReadProjectInfo(src, width, height);
 }
 
 const std::string& ProjectFileName() {

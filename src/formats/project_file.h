@@ -23,6 +23,7 @@ int LoadProject(const char* path, bool adoptSize, bool stretch, bool replace);
 
 // True for a project file, with the size of its pictures (0 when it names none).
 bool ProjectInfo(const char* path, int* width, int* height);
+bool ProjectInfoOfBytes(std::span<const uint8_t> bytes, int* width, int* height);
 
 // The project's path ("" before the first save or load); the window title shows it.
 const std::string& ProjectFileName();

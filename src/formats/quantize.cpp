@@ -9,13 +9,17 @@
 #include <cstring>
 #include <new>
 
+#include "formats/coders.h"
 #include "formats/formats.h"
+#include "project/compose.h"
 #include "start/message.h"
+#include "start/workspace.h"
 
 namespace vela {
 
 namespace {
 
+constexpr char kQuantizeTitle[] = "Quantization in progress";
 constexpr int kLevels = 64;
 constexpr int kCells = kLevels * kLevels * kLevels;
 
@@ -148,15 +152,27 @@ bool Allocate(std::vector<uint8_t>* map, size_t n) {
 
 }  // namespace
 
-QuantizeSources& CurrentQuantizeSources() {
-  static QuantizeSources sources;
-  return sources;
+namespace {
+const Pixel* g_userPalette = nullptr;
+}
+
+void SetUserPalette(const Pixel* bank) {
+  g_userPalette = bank;
+}
+
+QuantizeSources CurrentQuantizeSources() {
+  QuantizeSources s;
+  s.userPalette = g_userPalette;
+  s.solidBackground = (Ws.displayFlags & (kDisplayColor | kDisplayCheck)) != 0;
+  s.background = Straight(Ws.background) | 0xFF000000u;
+  return s;
 }
 
 int BuildPalette(const Block& block, int colours, Pixel palette[256], int dither,
                  std::vector<uint8_t>* map) {
   colours = std::clamp(colours, 2, 255);
-  ReportProgress("Quantization in progress", 0, colours);
+  CoderGauge gauge(kQuantizeTitle);
+  GaugeUpdate(0, colours);
   std::vector<uint32_t> table(kCells, 0);
   const double total = double(block.width) * block.height;
   std::vector<Box> boxes(1);
@@ -195,7 +211,9 @@ int BuildPalette(const Block& block, int colours, Pixel palette[256], int dither
     }
     boxes[pick] = best[0];
     boxes.push_back(best[1]);
-    if (!ReportProgress("Quantization in progress", static_cast<int>(boxes.size()), colours)) break;
+    // A stop keeps the boxes cut so far; the mapping goes on.
+    GaugeUpdate(static_cast<int>(boxes.size()), colours);
+    if (GaugeStopped()) break;
   }
 
   const int count = static_cast<int>(boxes.size());
@@ -244,7 +262,7 @@ int BuildPalette(const Block& block, int colours, Pixel palette[256], int dither
       StraightRgb(row[x], &r, &g, &b);
       out[x] = static_cast<uint8_t>(nearest[Cell(r >> 2, g >> 2, b >> 2)]);
     }
-    if ((y & 15) == 0) ReportProgress("Quantization in progress", y, block.height);
+    if ((y & 15) == 0) GaugeUpdate(y, block.height);
   }
   return count;
 }
@@ -272,6 +290,7 @@ void MapToPalette(const Block& block, int colours, const Pixel palette[256], int
     }
     return;
   }
+  CoderGauge gauge(kQuantizeTitle);
   // Floyd-Steinberg in 14 fractional bits over two rows of carried error, each two wider than
   // the picture (index x + 1), the direction turning every row so the error does not streak.
   constexpr int kOne = 1 << 14;
@@ -308,7 +327,7 @@ void MapToPalette(const Block& block, int colours, const Pixel palette[256], int
         below[(x + 1 + step) * 3 + c] += (err * 1) >> 4;
       }
     }
-    if ((y & 15) == 0) ReportProgress("Quantization in progress", y, block.height);
+    if ((y & 15) == 0) GaugeUpdate(y, block.height);
   }
 }
 
@@ -402,7 +421,7 @@ bool Quantize(const Block& block, Pixel palette[256], std::vector<uint8_t>* map,
               int ditherWord) {
   if (colours <= 0 || colours > 256) colours = 256;
   const int usable = colours - 1;
-  const QuantizeSources& sources = CurrentQuantizeSources();
+  const QuantizeSources sources = CurrentQuantizeSources();
   for (int i = 0; i < 256; ++i) palette[i] = 0;
   map->clear();
   const Pixel* given = paletteWord == kPaletteUser     ? sources.userPalette
@@ -432,7 +451,7 @@ bool Quantize(const Block& block, Pixel palette[256], std::vector<uint8_t>* map,
     for (int x = 0; x < block.width; ++x)
       if (Alpha(row[x]) < 5) out[x] = static_cast<uint8_t>(usable);
   }
-  palette[usable] = sources.solidBackground ? (sources.background | 0xFF000000u) : 0;
+  palette[usable] = sources.solidBackground ? sources.background : 0;
   if (transparentIndex) *transparentIndex = usable;
   return true;
 }

@@ -11,13 +11,17 @@
 
 namespace vela {
 
-// Where the user palette and the background come from; the paint and project layers set them.
+// Where the user palette and the reserved last entry come from.
 struct QuantizeSources {
   const Pixel* userPalette = nullptr;  // 256 entries; null: the preset palette stands in
-  bool solidBackground = false;        // the project's background is solid or a check
-  Pixel background = 0;                // its first colour
+  bool solidBackground = false;        // the project shows a solid colour or a check
+  Pixel background = 0;                // its colour one, straight, alpha 255
 };
-QuantizeSources& CurrentQuantizeSources();
+// Read from the run as it stands: the workspace's background and the palette given below.
+QuantizeSources CurrentQuantizeSources();
+// The Palette window hands over its bank here (256 entries that it keeps alive), null when it
+// has none; until then "user" maps through the preset palette.
+void SetUserPalette(const Pixel* bank);
 
 // colours 0 stands for 256. sharedPalette: the palette of a sequence's first picture, or null.
 // Returns false after reporting " Not enough memory". transparentIndex gets colours - 1.

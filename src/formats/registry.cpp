@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "formats/coders.h"
+#include "formats/project_file.h"
 #include "formats/registry.h"
 #include "start/message.h"
 
@@ -61,8 +62,6 @@ bool StartsWith(const char* word, const char* head) {
   return strncasecmp(word, head, std::strlen(head)) == 0;
 }
 
-ProgressHook g_progress = nullptr;
-
 const FormatModule* const kModules[] = {&kTiffModule, &kSgiModule};
 
 }  // namespace
@@ -82,16 +81,6 @@ bool HasExtension(const char* path, const char* ext) {
 SaveSettings& CurrentSaveSettings() {
   static SaveSettings settings;
   return settings;
-}
-
-ProgressHook SetProgressHook(ProgressHook hook) {
-  ProgressHook old = g_progress;
-  g_progress = hook;
-  return old;
-}
-
-bool ReportProgress(const char* title, int done, int total) {
-  return g_progress ? g_progress(title, done, total) : true;
 }
 
 // ---- Modules ---------------------------------------------------------------------------------
@@ -208,9 +197,9 @@ int FileTypeOfBytes(Bytes f, const char* path, int* width, int* height) {
       number = kFormatProject;
     else if (FormType(f, "ILBM") || FormType(f, "PBM ") || FormType(f, "RGB8"))
       number = kFormatIlbm;
-    // A project is known by its type alone and loaded by the project reader, which reads its
-    // own size; DEEP and the ILBM family wait for their coders.
-    if (number == kFormatProject) return number;
+    // DEEP and the ILBM family wait for their coders.
+    if (number == kFormatProject)
+      return ProjectInfoOfBytes(f, pw, ph) && *pw > 0 && *ph > 0 ? number : (*pw = *ph = 0, -1);
     if (number >= 0) {
       const FormatCoder* c = CoderFor(number);
       return c ? Sized(c, f, number, pw, ph) : -1;
@@ -228,22 +217,55 @@ int FileTypeOfBytes(Bytes f, const char* path, int* width, int* height) {
   return -1;
 }
 
-int FileType(const char* path, int* width, int* height) {
-  if (width) *width = 0;
-  if (height) *height = 0;
-  std::vector<uint8_t> bytes;
-  if (ReadWholeFile(path, &bytes) != ReadStatus::kOk) return -1;
-  return FileTypeOfBytes(bytes, path, width, height);
+namespace {
+
+// The type of a file with its bytes, read once so that the load sees what was sniffed. A
+// project is sniffed where it lies (it may be larger than a picture file can be) and gives no
+// bytes. *status tells why nothing was read.
+int SniffFile(const char* path, std::vector<uint8_t>* bytes, int* w, int* h, ReadStatus* status) {
+  bytes->clear();
+  *w = *h = 0;
+  int pw = 0, ph = 0;
+  if (ProjectInfo(path, &pw, &ph)) {
+    *status = ReadStatus::kOk;
+    if (pw < 1 || ph < 1) return -1;
+    *w = pw, *h = ph;
+    return kFormatProject;
+  }
+  *status = ReadWholeFile(path, bytes);
+  if (*status != ReadStatus::kOk) return -1;
+  return FileTypeOfBytes(*bytes, path, w, h);
 }
 
-int CheckedFileType(const char* path, int* width, int* height) {
+}  // namespace
+
+int FileType(const char* path, int* width, int* height) {
+  std::vector<uint8_t> bytes;
+  int w, h;
+  ReadStatus status;
+  const int type = SniffFile(path, &bytes, &w, &h, &status);
+  if (width) *width = w;
+  if (height) *height = h;
+  return type;
+}
+
+int CheckedFileBytes(const char* path, std::vector<uint8_t>* bytes, int* width, int* height) {
   if (!FileExists(path)) {
     MessageF("%s\nFile not found!", path ? path : "");
     return -1;
   }
-  const int type = FileType(path, width, height);
-  if (type < 0) MessageF("%s\nUnknown file format", path);
+  ReadStatus status;
+  const int type = SniffFile(path, bytes, width, height, &status);
+  if (status == ReadStatus::kTooLarge)
+    Message(" Not enough memory");
+  else if (type < 0)
+    MessageF("%s\nUnknown file format", path);
   return type;
+}
+
+int CheckedFileType(const char* path, int* width, int* height) {
+  std::vector<uint8_t> bytes;
+  return CheckedFileBytes(path, &bytes, width, height);
 }
 
 // ---- Loading ---------------------------------------------------------------------------------
@@ -318,18 +340,25 @@ int LoadFileIntoBlock(const char* path, Block* block, int frame) {
 }
 
 BlockPtr LoadImageBlock(const char* path) {
+  std::vector<uint8_t> bytes;
   int w = 0, h = 0;
-  if (CheckedFileType(path, &w, &h) < 0) return nullptr;
+  const int type = CheckedFileBytes(path, &bytes, &w, &h);
+  if (type < 0) return nullptr;
+  if (type == kFormatProject) {
+    Message("This is a Project file.\nYou must use Load project!");
+    return nullptr;
+  }
   if (w < 1 || h < 1) {
     MessageF("%s\nUnknown file format", path);
     return nullptr;
   }
-  BlockPtr b(NewBlock(w, h));
+  // A header may claim any size: the Block is held to what a page could be.
+  BlockPtr b(PictureFits(w, h) ? NewBlock(w, h) : nullptr);
   if (!b) {
     Message(" Not enough memory");
     return nullptr;
   }
-  if (LoadFileIntoBlock(path, b.get(), -1) != 0) return nullptr;
+  if (LoadBytesIntoBlock(bytes, path, b.get(), -1) != 0) return nullptr;
   return b;
 }
 

@@ -28,6 +28,15 @@ int SaveModeRowFor(int mode);
 int FileTypeOfBytes(Bytes file, const char* path, int* width, int* height);
 int LoadBytesIntoBlock(Bytes file, const char* path, Block* block, int frame);
 
+// CheckedFileType that keeps the bytes it sniffed, so a load reads what was sniffed even when
+// the file changes in between. A project gives its number and size but no bytes.
+int CheckedFileBytes(const char* path, std::vector<uint8_t>* bytes, int* width, int* height);
+
+// True for a picture size that a Block made for a file may have (2^28 pixels, a 16384 page).
+inline bool PictureFits(int width, int height) {
+  return width > 0 && height > 0 && static_cast<int64_t>(width) * height <= (int64_t{1} << 28);
+}
+
 // A new Block of the file's size with its picture, or null (reported).
 BlockPtr LoadImageBlock(const char* path);
 

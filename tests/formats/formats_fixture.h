@@ -18,9 +18,52 @@
 #include "formats/formats.h"
 #include "formats/registry.h"
 #include "pixels/block.h"
+#include "start/gauge.h"
 #include "start/message.h"
 
 namespace vela {
+
+// A gauge that keeps its titles and what it was told, and raises the stop flag at the n-th
+// update after an open (0: never), as a press of " Stop " would.
+struct GaugeProbe {
+  struct Update {
+    int done, total;
+    size_t title;  // index in titles
+  };
+  static inline std::vector<std::string> titles;
+  static inline std::vector<Update> updates;
+  static inline int stopAt = 0, sinceOpen = 0;
+  static void Install(int n) {
+    static const GaugeHandlers handlers = {[](const char* title) {
+                                             titles.emplace_back(title);
+                                             sinceOpen = 0;
+                                           },
+                                           [](int done, int total) {
+                                             updates.push_back({done, total, titles.size() - 1});
+                                             if (++sinceOpen == stopAt) SetGaugeStop(true);
+                                           },
+                                           [] {}};
+    titles.clear();
+    updates.clear();
+    stopAt = n;
+    sinceOpen = 0;
+    SetGaugeStop(false);
+    SetGaugeHandlers(&handlers);
+  }
+  // The `done` of every update under the last gauge of this title.
+  static std::vector<int> Done(const std::string& title) {
+    std::vector<int> out;
+    for (const Update& u : updates)
+      if (u.title < titles.size() && titles[u.title] == title &&
+          std::find(titles.begin() + u.title + 1, titles.end(), title) == titles.end())
+        out.push_back(u.done);
+    return out;
+  }
+  static void Remove() {
+    SetGaugeHandlers(nullptr);
+    SetGaugeStop(false);
+  }
+};
 
 inline std::vector<std::string> g_messages;
 inline void RecordMessage(const char* text) {

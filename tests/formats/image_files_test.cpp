@@ -156,6 +156,20 @@ TEST_F(LoadIntoPage, FileCommandsLoadSaveReportAndHold) {
   EXPECT_EQ(Command("qd_layerfetch"), "");
   EXPECT_EQ(std::memcmp(page_->data, pic->data, 6 * 5 * 4), 0);
   EXPECT_EQ(Command("qd_loadlayer \"" + Path("none.tga") + "\""), "ERROR -1");
+
+  // A project answers the size of its pictures: DLOC's, or DGBL's before any DLOC.
+  const std::vector<uint8_t> dgbl = {'D', 'G', 'B', 'L', 0, 0, 0, 8, 0, 16, 0, 8, 0, 1, 16, 16};
+  const std::vector<uint8_t> dloc = {'D', 'L', 'O', 'C', 0, 0, 0, 8, 1, 0x40, 0, 200, 0, 0, 0, 0};
+  auto project = [&](std::initializer_list<const std::vector<uint8_t>*> chunks) {
+    std::vector<uint8_t> f = {'F', 'O', 'R', 'M', 0, 0, 0, 4, 'Q', 'D', 'P', 'P'};
+    for (const auto* c : chunks) f.insert(f.end(), c->begin(), c->end());
+    f[7] = static_cast<uint8_t>(f.size() - 8);
+    WriteBytes(Path("p.vel"), f);
+    return Command("qd_fileinfo \"" + Path("p.vel") + "\"");
+  };
+  EXPECT_EQ(project({&dgbl, &dloc}), "320 200 1");
+  EXPECT_EQ(project({&dgbl}), "16 8 1");
+  EXPECT_EQ(project({}), "ERROR -1");
 }
 
 }  // namespace

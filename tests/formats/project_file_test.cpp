@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "formats/formats.h"
+#include "formats_fixture.h"
 #include "host/host.h"
 #include "pixels/block.h"
 #include "pixels/disk_cache.h"
@@ -96,7 +97,7 @@ class ProjectFile : public ::testing::Test {
     SetProjectCompression(1);
     SetDirectTileStreams(true);
     SetProjectWriteFailure(0, false);
-    SetProgressHook(nullptr);
+    GaugeProbe::Remove();
     SetAskHandlers(nullptr);
     BreakFlag = 0;
     VideoLayer() = VideoLayerRef{};
@@ -377,10 +378,14 @@ TEST_F(ProjectFile, FailedAndStoppedSavesLeaveTheOldFile) {
   // The stop flag asks; " Yes " ends the save, " No " lets it go on.
   const Bytes8 saved = FileBytes(path);
   SetProjectWriteFailure(0, false);
-  SetProgressHook([](const char*, int done, int) { return done < 3; });
+  GaugeProbe::Install(3);
   Paint(0, 0, 5, 5, 0xFF654321);
   EXPECT_EQ(SaveProject(path.c_str()), -1);
   EXPECT_EQ(FileBytes(path), saved);
+  EXPECT_EQ(GaugeProbe::titles, std::vector<std::string>{"Saving Project"});
+  // Rows 0, 16, ... 64 of the first image and the step after it: the stop is seen there.
+  EXPECT_EQ(GaugeProbe::updates.size(), 6u);
+  GaugeProbe::Install(3);
   static const AskHandlers no = {[](const char* text, const char*, const char*) {
                                    return std::string(text) == "Stop Saving?" ? 0 : 1;
                                  },
@@ -400,10 +405,12 @@ TEST_F(ProjectFile, AKilledSaveLeavesTheOldFileLoadable) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    SetProgressHook([](const char*, int done, int) {
-      if (done == 4) raise(SIGKILL);
-      return true;
-    });
+    static const GaugeHandlers killer = {[](const char*) {},
+                                         [](int done, int total) {
+                                           if (done * 2 > total) raise(SIGKILL);
+                                         },
+                                         [] {}};
+    SetGaugeHandlers(&killer);
     Paint(0, 0, 99, 69, 0xFF00FF00);
     SaveProject(path.c_str());
     _exit(0);
@@ -513,15 +520,21 @@ TEST_F(ProjectFile, LoadFailuresSayWhatAndKeepWhatStands) {
   PutFile(Path("lzw.vel"), lzw);
   EXPECT_EQ(LoadProject(Path("lzw.vel").c_str(), true, false, true), 1);
 
-  // Stopping a load: " Yes " keeps what was read, which here is nothing yet.
+  // Stopping a load after a chunk: " Yes " keeps what was read. Before any body that is
+  // nothing; after the first body, the first layer.
+  size_t firstBodyChunk = 0;
+  while (chunks[firstBodyChunk].id != "DBOD") ++firstBodyChunk;
   Scramble();
-  SetProgressHook([](const char*, int, int) { return false; });
-  g_said.clear();
+  GaugeProbe::Install(1);
   EXPECT_EQ(LoadProject(path.c_str(), true, false, true), 0);
   EXPECT_EQ(Snapshot(), mine);
-  SetProgressHook(nullptr);
+  EXPECT_EQ(GaugeProbe::titles, std::vector<std::string>{"Loading Project"});
   EXPECT_EQ(BreakFlag, 1);
-  BreakFlag = 0;
+  GaugeProbe::Install(static_cast<int>(firstBodyChunk) + 1);
+  EXPECT_EQ(LoadProject(path.c_str(), true, false, true), 0);
+  ASSERT_EQ(LayerCount(), 1);
+  EXPECT_EQ(LayerAt(0)->name, saved.names[0]);
+  GaugeProbe::Remove();
 
   // Inserted: the file's layers go behind the current one, in their order.
   Scramble();

@@ -4,6 +4,8 @@
 
 #include "formats/quantize.h"
 #include "formats_fixture.h"
+#include "project/compose.h"
+#include "start/workspace.h"
 
 namespace vela {
 namespace {
@@ -123,11 +125,25 @@ TEST_F(Quantizer, TransparentPixelsTakeTheLastIndex) {
   EXPECT_NE(map[1], 31);
   EXPECT_EQ(std::count(map.begin(), map.end(), 31), 35);
   EXPECT_EQ(palette[31], 0u);
-  CurrentQuantizeSources().solidBackground = true;
-  CurrentQuantizeSources().background = PenPixel(1, 2, 3);
-  ASSERT_TRUE(Quantize(*b, palette, &map, &transparent, nullptr, 32, kPaletteLocal, kDitherNone));
-  CurrentQuantizeSources() = QuantizeSources{};
-  EXPECT_EQ(palette[31], PenPixel(1, 2, 3));
+  // A solid or check background of the project stands in the reserved entry, straight.
+  Ws.background = MakePixel(128, 64, 2, 3);
+  for (uint32_t mode : {kDisplayColor, kDisplayCheck}) {
+    Ws.displayFlags = mode;
+    ASSERT_TRUE(Quantize(*b, palette, &map, &transparent, nullptr, 32, kPaletteLocal, kDitherNone));
+    EXPECT_EQ(palette[31], PenPixel(127, 3, 5)) << mode;
+  }
+  Ws.displayFlags = 0;
+  Ws.background = 0;
+  // The user palette comes from the Palette window; without one the preset stands in.
+  Pixel bank[256];
+  for (int i = 0; i < 256; ++i) bank[i] = PenPixel(i, 0, 0);
+  SetUserPalette(bank);
+  BlockPtr red = BlankBlock(4, 1, PenPixel(100, 0, 0));
+  ASSERT_TRUE(Quantize(*red, palette, &map, &transparent, nullptr, 256, kPaletteUser, kDitherNone));
+  SetUserPalette(nullptr);
+  EXPECT_EQ(map[0], 100);
+  ASSERT_TRUE(Quantize(*red, palette, &map, &transparent, nullptr, 256, kPaletteUser, kDitherNone));
+  EXPECT_EQ(palette[map[0]], PenPixel(102, 0, 0)) << "the preset's nearest red level";
 }
 
 TEST_F(Quantizer, PresetPalettesAndTheOrderedDither) {

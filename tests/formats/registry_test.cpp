@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "formats_fixture.h"
+#include "start/ask.h"
 
 namespace vela {
 namespace {
@@ -67,9 +68,7 @@ TEST_F(Registry, SnifferTellsTgaOnlyByExtensionAndFormFilesApart) {
                {"ABCD", 48, "Unknown IFF format"}};
   for (const Case& c : cases) {
     WriteBytes(Path("f.tga"), form(c.type, c.size));
-    EXPECT_EQ(FileType(Path("f.tga").c_str(), &w, &h),
-              std::string(c.type) == "QDPP" ? kFormatProject : -1)
-        << c.type;
+    EXPECT_EQ(FileType(Path("f.tga").c_str(), &w, &h), -1) << c.type;  // a project names no size
     BlockPtr into = BlankBlock(2, 2, 7);
     g_messages.clear();
     EXPECT_EQ(LoadFileIntoBlock(Path("f.tga").c_str(), into.get(), -1), -1);
@@ -157,6 +156,95 @@ TEST_F(Registry, EveryReaderRefusesADamagedFileAndSaysSo) {
     EXPECT_EQ(LoadBytesIntoBlock(cut, c.name, into.get(), -1), -1) << c.name;
     ASSERT_FALSE(g_messages.empty()) << c.name;
     if (c.message) EXPECT_EQ(g_messages.back(), c.message) << c.name;
+  }
+}
+
+}  // namespace
+}  // namespace vela
+
+namespace vela {
+namespace {
+
+std::vector<std::string> g_asked;
+int g_answer = 1;
+const AskHandlers kRecordedAsk = {[](const char* text, const char*, const char*) {
+                                    g_asked.emplace_back(text);
+                                    return g_answer;
+                                  },
+                                  nullptr};
+
+class Progress : public FormatsTest {
+ protected:
+  void SetUp() override {
+    FormatsTest::SetUp();
+    g_asked.clear();
+    SetAskHandlers(&kRecordedAsk);
+  }
+  void TearDown() override {
+    GaugeProbe::Remove();
+    SetAskHandlers(nullptr);
+    FormatsTest::TearDown();
+  }
+  // Updates at rows 0, 16, 32 ... below total, each once.
+  static bool EverySixteenth(const std::vector<int>& done, int total) {
+    if (done.size() != static_cast<size_t>((total + 15) / 16)) return false;
+    for (size_t i = 0; i < done.size(); ++i)
+      if (done[i] != static_cast<int>(i) * 16) return false;
+    return true;
+  }
+};
+
+TEST_F(Progress, EveryCoderReportsEvery16RowsAndAStopEndsIt) {
+  BlockPtr b = OpaquePicture(20, 48);
+  SaveSettings s;
+  s.png.palette = kPaletteTrue24;
+  const int sgi = FormatKeyword("sgi"), tiff = FormatKeyword("tiff");
+  struct Case {
+    int format;
+    const char* name;
+    const char* title;
+    int lines;  // rows the writer goes through: SGI writes each of its 4 planes in turn
+  } cases[] = {
+      {kFormatTga, "a.tga", "Saving TGA Image", 48},
+      {kFormatBmp, "a.bmp", "Saving BMP Image", 48},
+      {kFormatPcx, "a.pcx", "Saving PCX Image", 48},
+      {kFormatSun24, "a.ras", "Saving SUN Image", 48},
+      {kFormatSoftimage, "a.pic", "Saving SOFTIMAGE Image", 48},
+      {kFormatRendition, "a.6rn", "Saving Rendition Image", 48},
+      {kFormatPng, "a.png", "Saving PNG Image", 48},
+      {kFormatJpeg, "a.jpg", "Saving JPEG Image", 48},
+      {sgi, "a.rgb", "Saving SGI Image", 4 * 48},
+      {tiff, "a.tif", "Saving TIFF Image", 48},
+  };
+  for (const Case& c : cases) {
+    const std::string path = Path(c.name);
+    // A stop asks; " Yes " ends the save and no file is made.
+    g_asked.clear();
+    g_answer = 1;
+    GaugeProbe::Install(2);
+    EXPECT_EQ(SaveBlockAs(path.c_str(), *b, c.format, s), -1) << c.name;
+    EXPECT_EQ(g_asked, std::vector<std::string>{"Stop Saving?"}) << c.name;
+    EXPECT_FALSE(std::filesystem::exists(path)) << c.name;
+    // " No " clears the flag and the save goes on, told every 16th row.
+    g_answer = 0;
+    GaugeProbe::Install(2);
+    ASSERT_EQ(SaveBlockAs(path.c_str(), *b, c.format, s), 0) << c.name;
+    EXPECT_FALSE(GaugeStopped()) << c.name;
+    EXPECT_TRUE(EverySixteenth(GaugeProbe::Done(c.title), c.lines)) << c.name;
+    if (c.format == kFormatRendition) continue;  // its written form is not its read form
+
+    const std::vector<uint8_t> f = ReadBytes(path);
+    GaugeProbe::Install(0);
+    BlockPtr all = BlankBlock(20, 48, 0x11223344);
+    ASSERT_EQ(LoadBytesIntoBlock(f, c.name, all.get(), -1), 0) << c.name;
+    EXPECT_TRUE(EverySixteenth(GaugeProbe::Done(kLoadingTitle), 48)) << c.name;
+    // Stopped at the report of row 16: the rows read so far stay, the load answers 0.
+    GaugeProbe::Install(2);
+    BlockPtr part = BlankBlock(20, 48, 0x11223344);
+    ASSERT_EQ(LoadBytesIntoBlock(f, c.name, part.get(), -1), 0) << c.name;
+    int loaded = 0;
+    for (int y = 0; y < 48; ++y) loaded += part->Row(y)[0] == all->Row(y)[0];
+    EXPECT_TRUE(loaded == 16 || loaded == 17) << c.name << " " << loaded;
   }
 }
 
