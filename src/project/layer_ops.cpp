@@ -888,6 +888,45 @@ void RenameAction() {
 void MergeDisplayAction() {
   MergeDisplay();
 }
+void NewLayerAction() {
+  UserNewLayer(nullptr);
+}
+void InsertImageAction() {
+  InsertImage(1, false);
+}
+void StepLayer(int delta) {
+  const int to = Timeline.current + delta;
+  if (LayerAt(to)) SelectLayer(to, Timeline.position, false);
+}
+void StepImage(int delta) {
+  if (const Layer* l = CurrentLayer()) {
+    const int to = std::clamp(Timeline.position + delta, l->first, l->last);
+    if (to != Timeline.position) GotoPosition(to, 0);
+  }
+}
+void FirstImageAction() {
+  if (const Layer* l = CurrentLayer()) GotoPosition(l->first, 0);
+}
+void LastImageAction() {
+  if (const Layer* l = CurrentLayer()) GotoPosition(l->last, 0);
+}
+void MakeAnimAction() {
+  MakeAnim(0);
+}
+void DeleteLayerAction() {
+  DeleteLayer(Timeline.current);
+}
+void DisplayAllAction() {
+  Timeline.showMode = Timeline.showMode == 1 ? 0 : 1;
+  RebuildDisplay();
+}
+void BackgroundAction() {
+  SetBackgroundMode((BackgroundMode() + 1) % 3);
+  RebuildDisplay();
+}
+void NewProjectAction() {
+  NewProject();
+}
 
 const ActionRow kLayerOpsActions[] = {
     {"DuplicateImage", DuplicateImageAction},
@@ -899,6 +938,19 @@ const ActionRow kLayerOpsActions[] = {
     {"LayerDuplicate", DuplicateLayerAction},
     {"LayerRename", RenameAction},
     {"LayerMergeDisplay", MergeDisplayAction},
+    {"NewLayer", NewLayerAction},
+    {"InsertImage", InsertImageAction},
+    {"PrevLayer", [] { StepLayer(-1); }},
+    {"NextLayer", [] { StepLayer(1); }},
+    {"LayerPrevImage", [] { StepImage(-1); }},
+    {"LayerNextImage", [] { StepImage(1); }},
+    {"LayerFirstImage", FirstImageAction},
+    {"LayerLastImage", LastImageAction},
+    {"LayerMakeAnim", MakeAnimAction},
+    {"LayerDelete", DeleteLayerAction},
+    {"DisplayAllLayer", DisplayAllAction},
+    {"ToggleBackgroundMode", BackgroundAction},
+    {"NewProject", NewProjectAction},
     {"LayerTogglePelureMode", LayerTogglePelureMode},
     {"LayerReverseSelection", LayerReverseSelection},
     {"UserChangeFrameRate", UserChangeFrameRate},

@@ -9,7 +9,9 @@
 #include <tuple>
 #include <vector>
 
+#include "project/compose.h"
 #include "project_fixture.h"
+#include "start/actions.h"
 #include "start/main_loop.h"
 
 namespace vela {
@@ -324,6 +326,49 @@ TEST_F(LayerOps, MergeBlendsWithOpacityOverTheJoinedRange) {
   // Red at 128: 128 of red, and 127 of the blue below (255 * 127 rounded up).
   GotoPosition(1, 0);
   EXPECT_EQ(At(3, 3), 0xFF80007Fu);
+}
+
+}  // namespace
+}  // namespace vela
+
+namespace vela {
+namespace {
+
+// The keys' actions walk the layers and the images, and stop at the ends.
+TEST_F(LayerOps, ActionsWalkLayersAndImages) {
+  static bool added = false;
+  if (!added) AddActions(LayerOpsActions());
+  added = true;
+  RunActions("NewLayer");
+  ASSERT_EQ(LayerCount(), 2);
+  RunActions("LayerMakeAnim, InsertImage, InsertImage");
+  const Layer* l = CurrentLayer();
+  ASSERT_EQ(l->last - l->first, 2);
+  RunActions("LayerFirstImage");
+  EXPECT_EQ(Timeline.position, l->first);
+  RunActions("LayerNextImage,LayerNextImage,LayerNextImage");
+  EXPECT_EQ(Timeline.position, l->first + 2) << "no step past the last image";
+  RunActions("LayerPrevImage");
+  EXPECT_EQ(Timeline.position, l->first + 1);
+  ASSERT_EQ(Timeline.current, 1) << "the new layer went behind the first";
+  RunActions("NextLayer");
+  EXPECT_EQ(Timeline.current, 1) << "no layer behind the last";
+  RunActions("PrevLayer");
+  EXPECT_EQ(Timeline.current, 0);
+  RunActions("PrevLayer");
+  EXPECT_EQ(Timeline.current, 0);
+  RunActions("NextLayer");
+  EXPECT_EQ(Timeline.current, 1);
+  const int mode = Timeline.showMode;
+  RunActions("DisplayAllLayer");
+  EXPECT_NE(Timeline.showMode, mode);
+  RunActions("DisplayAllLayer,ToggleBackgroundMode");
+  EXPECT_EQ(Timeline.showMode, mode);
+  EXPECT_EQ(BackgroundMode(), 1);
+  RunActions("ToggleBackgroundMode,ToggleBackgroundMode");
+  EXPECT_EQ(BackgroundMode(), 0);
+  RunActions("LayerDelete");
+  EXPECT_EQ(LayerCount(), 1);
 }
 
 }  // namespace
