@@ -79,7 +79,9 @@ int LoadBmp(Bytes f, Block* b) {
     default:
       return Fail("Bad BMP file"), -1;
   }
-  Pixel palette[256] = {};
+  // The picture has no alpha: an index past the colours the file gives is opaque black.
+  Pixel palette[256];
+  std::fill_n(palette, 256, Pixel{0xFF000000});
   if (h.depth <= 8) {
     const int entry = h.headerSize == 12 ? 3 : 4;
     uint32_t count = h.colorsUsed ? h.colorsUsed : 1u << h.depth;

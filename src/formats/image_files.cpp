@@ -13,14 +13,19 @@
 #include "project/compose.h"
 #include "project/page.h"
 #include "project/undo.h"
+#include "start/ask.h"
 #include "start/config_store.h"
 #include "start/message.h"
 #include "start/run_paths.h"
+#include "start/settings.h"
 #include "start/workspace.h"
 
 namespace vela {
 
 namespace {
+
+// A question with a path of the longest kind in it.
+constexpr size_t kAskTextSize = 4200;
 
 constexpr char kSection[] = "IO";
 
@@ -317,17 +322,25 @@ void SetExtension(std::string* path) {
 }
 
 bool AskOverwrite(const char* path) {
-  if (!FileExists(path)) return true;
-  // "%s\nThis file already exists!\nDo you want to overwrite it?" answers " Yes " until the
-  // Requesters can ask it.
-  return true;
+  if (MainSet.zorro || !FileExists(path)) return true;
+  char text[kAskTextSize];
+  std::snprintf(text, sizeof text, "%s\nThis file already exists!\nDo you want to overwrite it?",
+                path);
+  return Ask(text, " Yes ", " No ") == 1;
 }
 
-int LoadImageInto(const char* path, bool stretch) {
+namespace {
+
+int LoadInto(const char* path, bool stretch, bool askProject) {
   std::vector<uint8_t> bytes;
   int w = 0, h = 0;
   const int type = CheckedFileBytes(path, &bytes, &w, &h);
   if (type < 0) return -1;
+  if (type == kFormatProject && askProject) {
+    char text[kAskTextSize];
+    std::snprintf(text, sizeof text, "%s\nis a Project file.\nLoad it anyway?", path);
+    if (Ask(text, " Yes ", " No ") != 1) return -1;
+  }
   if (w == Ws.pageWidth && h == Ws.pageHeight) stretch = false;
   // A header may claim any size: the stretch's source Block is held to what a page could be.
   if (stretch && !PictureFits(w, h)) {
@@ -358,10 +371,16 @@ int LoadImageInto(const char* path, bool stretch) {
   return 0;
 }
 
+}  // namespace
+
+int LoadImageInto(const char* path, bool stretch) {
+  return LoadInto(path, stretch, false);
+}
+
 int LoadImage(const char* path) {
   // The different-size question takes the last answer of its "Stretch Picture" option until it
-  // can be asked.
-  return LoadImageInto(path, CurrentSaveSettings().stretch != 0);
+  // can be asked with an option.
+  return LoadInto(path, CurrentSaveSettings().stretch != 0, true);
 }
 
 namespace {

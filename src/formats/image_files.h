@@ -17,11 +17,13 @@ int SaveMode(const char* argument, char* result, size_t capacity);
 // Gives the path the extension of the current mode unless it already has one of the mode's.
 void SetExtension(std::string* path);
 
-// True when the save may go on. Until the Requesters exist the question takes its first answer.
+// True when the save may go on: the file is new, the question is switched off (Zorro,
+// NOERASEALERT), or the user answers " Yes ".
 bool AskOverwrite(const char* path);
 
 // Loads a picture or a project into the current image, stretched to the page or placed at its
-// top left; 0, or -1 after its message. LoadImage takes the "Stretch Picture" setting.
+// top left; 0, or -1 after its message. LoadImage takes the "Stretch Picture" setting and asks
+// before it loads a project.
 int LoadImageInto(const char* path, bool stretch);
 int LoadImage(const char* path);
 

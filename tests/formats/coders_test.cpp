@@ -83,6 +83,39 @@ TEST_F(Coders, TgaRaisesAlphaKeepsOrientationAndRunsAcrossRows) {
   EXPECT_EQ(r, -1);
 }
 
+TEST_F(Coders, SizesAtTheLimitsOfTheirFields) {
+  // 16-bit header fields: 65535 is the widest picture TGA and its kin can save.
+  BlockPtr widest = BlankBlock(65535, 1, 0xFF0000FF), wider = BlankBlock(65536, 1, 0xFF0000FF);
+  ASSERT_EQ(SaveBlockAs(Path("w.tga").c_str(), *widest, kFormatTga, SaveSettings{}), 0);
+  int w, h;
+  EXPECT_EQ(FileType(Path("w.tga").c_str(), &w, &h), kFormatTga);
+  EXPECT_EQ(w, 65535);
+  for (int format : {kFormatTga, kFormatPcx, kFormatSoftimage, kFormatRendition}) {
+    g_messages.clear();
+    EXPECT_EQ(SaveBlockAs(Path("x").c_str(), *wider, format, SaveSettings{}), -1) << format;
+    EXPECT_FALSE(g_messages.empty()) << format;
+    EXPECT_FALSE(std::filesystem::exists(Path("x"))) << format;
+  }
+  // A header may claim any size: a picture no page could hold is refused before allocation.
+  ByteList f = TgaHeader(2, 65535, 65535, 24, 0);
+  f.resize(f.size() + 30);
+  WriteBytes(Path("huge.tga"), f);
+  g_messages.clear();
+  EXPECT_FALSE(LoadImageBlock(Path("huge.tga").c_str()));
+  EXPECT_TRUE(Seen(" Not enough memory"));
+  // A header of width or height 0 names no picture.
+  f = TgaHeader(2, 0, 1, 24, 0);
+  f.resize(f.size() + 3);
+  EXPECT_EQ(FileTypeOfBytes(f, "z.tga", &w, &h), -1);
+  // 16-bit pixels take 5 bits a channel, widened by (x << 3) | (x >> 2), alpha 255.
+  f = TgaHeader(2, 1, 1, 16, 0);
+  f.insert(f.end(), {0x1F, 0x7C});
+  int r;
+  BlockPtr b = LoadAs(f, "p.tga", 1, 1, &r);
+  ASSERT_EQ(r, 0);
+  EXPECT_EQ(b->Row(0)[0], MakePixel(255, 255, 0, 255));
+}
+
 TEST_F(Coders, TgaWriterPacketsNeverCrossRowsAndRunsStopAt124) {
   BlockPtr b = BlankBlock(130, 2, MakePixel(255, 1, 2, 3));
   b->Row(0)[129] = MakePixel(128, 4, 5, 6);
@@ -141,6 +174,12 @@ TEST_F(Coders, BmpAlphaTestRunLengthEscapesAndRefusals) {
   // 16 bits: 5-5-5, each channel (x << 3) | (x >> 3).
   b = LoadAs(Bmp(16, 1, 1, 0, {}, {0x1F, 0x7C, 0, 0}), "a", 1, 1, &r);  // red 31, green 0, blue 31
   EXPECT_EQ(b->Row(0)[0], MakePixel(255, 251, 0, 251));
+  // An index past the two colours the file gives is opaque black, not a hole.
+  b = LoadAs(Bmp(8, 2, 1, 0, ByteList(palette.begin(), palette.begin() + 8), {1, 5, 0, 0}), "a", 2,
+             1, &r);
+  ASSERT_EQ(r, 0);
+  EXPECT_EQ(b->Row(0)[0], 0xFFFF0000u);
+  EXPECT_EQ(b->Row(0)[1], 0xFF000000u);
   LoadAs(Bmp(24, 1, 1, 0, {}, {1, 2, 3, 0}, 2), "a", 1, 1, &r);
   EXPECT_EQ(r, -1);
   EXPECT_TRUE(Seen("Bad BMP file"));

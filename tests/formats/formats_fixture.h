@@ -207,6 +207,19 @@ inline BlockPtr AlphaPicture(int w = 29, int h = 17) {
   return b;
 }
 
+// n distinct opaque colours (n up to 294) whose levels the quantizer's 6-bit histogram keeps
+// exactly, in turn along the rows.
+inline BlockPtr GridColours(int n, int w, int h) {
+  auto grid = [](int level) { return static_cast<int>(level * 255.0 / 63 + 0.5); };
+  BlockPtr b(NewBlock(w, h));
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const int k = (y * w + x) % n;
+      b->Row(y)[x] = PenPixel(grid(k % 7 * 10), grid(k / 7 % 6 * 12), grid(k / 42 * 10));
+    }
+  return b;
+}
+
 inline BlockPtr BlankBlock(int w, int h, Pixel fill) {
   BlockPtr b(NewBlock(w, h));
   for (int y = 0; y < h; ++y) std::fill_n(b->Row(y), w, fill);

@@ -6,7 +6,9 @@
 #include "formats_fixture.h"
 #include "pixels/primitives.h"
 #include "script/dispatcher.h"
+#include "start/ask.h"
 #include "start/run_paths.h"
+#include "start/settings.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -122,6 +124,41 @@ TEST_F(LoadIntoPage, APictureReplacesTheImageABadFileLeavesIt) {
   EXPECT_EQ(page_->Row(1)[2], small->Row(1)[2]);
   EXPECT_EQ(page_->Row(2)[2], 7u);
   EXPECT_EQ(page_->Row(1)[3], 7u);
+}
+
+std::vector<std::string> g_questions;
+int g_reply = 0;
+
+TEST_F(LoadIntoPage, OverwritingAndLoadingAProjectAsk) {
+  static const AskHandlers ask = {[](const char* text, const char*, const char*) {
+                                    g_questions.emplace_back(text);
+                                    return g_reply;
+                                  },
+                                  nullptr};
+  SetAskHandlers(&ask);
+  g_questions.clear();
+  const std::string path = Path("a.tga");
+  EXPECT_TRUE(AskOverwrite(path.c_str()));  // nothing to overwrite: nothing asked
+  WriteBytes(path, {1});
+  EXPECT_FALSE(AskOverwrite(path.c_str()));
+  EXPECT_EQ(g_questions,
+            std::vector<std::string>{path + "\nThis file already exists!\nDo you want to "
+                                            "overwrite it?"});
+  MainSet.zorro = 1;  // switched off, as NOERASEALERT does
+  EXPECT_TRUE(AskOverwrite(path.c_str()));
+  MainSet.zorro = 0;
+  EXPECT_EQ(g_questions.size(), 1u);
+  // " No " to loading a project as an image leaves the page alone.
+  const std::vector<uint8_t> project = {'F', 'O', 'R', 'M', 0,   0,   0, 20, 'Q', 'D',
+                                        'P', 'P', 'D', 'L', 'O', 'C', 0, 0,  0,   8,
+                                        0,   6,   0,   5,   0,   0,   0, 0};
+  WriteBytes(Path("p.vel"), project);
+  g_questions.clear();
+  EXPECT_EQ(LoadImage(Path("p.vel").c_str()), -1);
+  EXPECT_EQ(g_questions,
+            std::vector<std::string>{Path("p.vel") + "\nis a Project file.\nLoad it anyway?"});
+  for (int i = 0; i < 30; ++i) ASSERT_EQ(page_->data[i], 0xFF102030u) << i;
+  SetAskHandlers(nullptr);
 }
 
 }  // namespace

@@ -78,7 +78,8 @@ void ExpectSame(const Rgba& seen, const Block& b, bool straight, bool alpha, int
 }
 
 TEST_F(Interchange, FilesWeWriteReadTheSameInImageMagickAndNetpbm) {
-  BlockPtr opaque = OpaquePicture(), alpha = AlphaPicture(), few = FewColours();
+  // As many colours as a palette file keeps besides its reserved entry: all come back exact.
+  BlockPtr opaque = OpaquePicture(), alpha = AlphaPicture(), few = GridColours(254, 41, 19);
   struct Case {
     const char* name;
     int format;
@@ -276,6 +277,7 @@ TEST_F(Variants, PcxSunSgiTiffPngJpegPpm) {
       {"8.pcx", pal + " -type Palette", kKeepOr255},
       {"nb.pcx", "ppmtopcx -8bit", kKeepOr255, true},
       {"raw.ras", rgb + " -type TrueColor", kKeepOr255},
+      {"32.ras", rgba + " -type TrueColorAlpha", kKeepOr255},
       {"8.ras", pal + " -type Palette", kKeepOr255},
       {"nb.ras", "pnmtorast -rle", kKeepOr255, true},
       {"rle.sgi", rgba + " -compress RLE", kPremultiply},

@@ -90,13 +90,7 @@ TEST_F(Quantizer, PhotoLikePictureStaysWithinAFewLevels) {
 
 TEST_F(Quantizer, FewColoursOnTheGridComeBackExact) {
   // 255 distinct colours whose levels survive the 6-bit histogram: every one is its own box.
-  BlockPtr b(NewBlock(51, 25));
-  for (int y = 0; y < 25; ++y)
-    for (int x = 0; x < 51; ++x) {
-      const int k = (y * 51 + x) % 255;
-      b->Row(y)[x] =
-          PenPixel(GridValue(k % 7 * 10), GridValue(k / 7 % 6 * 12), GridValue(k / 42 * 10));
-    }
+  BlockPtr b = GridColours(255, 51, 25);
   Pixel palette[256];
   std::vector<uint8_t> map;
   int transparent;
