@@ -58,12 +58,7 @@ TEST_F(Gadgets, PressesGoToTheFrontWindowAndAModalWindowRefusesTheRest) {
     Record(w, g, code);
     if (g->id == 3 && code == -1) RemoveWindow(w);
   };
-  std::string err;
-  HostSetVirtualClock(true);
-  ASSERT_TRUE(
-      HostLoadEvents("move 120 120\ndown left\nup left\nmove 260 170\ndown left\nup left\n"
-                     "wait 10\n",
-                     &err));
+  Feed("move 120 120\ndown left\nup left\nmove 260 170\ndown left\nup left\n");
   RunWindow(b);
   EXPECT_EQ(BeepCount, beeps + 1);
   EXPECT_EQ(calls, (std::vector<Call>{{3, -1}}));
@@ -118,9 +113,7 @@ TEST_F(Gadgets, ActOnPressActsAtThePressShowsItTillTheReleaseAndKeepsItFromTheTo
       {}};
   Window* w = Make(100, 100, 200, 100, t);
   const Pixel corner = w->picture->Row(10)[10];
-  std::string err;
-  HostSetVirtualClock(true);
-  ASSERT_TRUE(HostLoadEvents("move 130 130\ndown left\nwait 500\nup left\nwait 10\n", &err));
+  Feed("move 130 130\ndown left\nwait 500\nup left\n");
   for (int i = 0; i < 100 && PumpEvents(1) != 1; ++i) {
   }
   PressGadget(w, &t[0], 1);
@@ -132,34 +125,36 @@ TEST_F(Gadgets, ActOnPressActsAtThePressShowsItTillTheReleaseAndKeepsItFromTheTo
   EXPECT_EQ(w->picture->Row(10)[10], corner);
   EXPECT_TRUE(Shows(w, 100, 100, 200, 100));
 
-  // A handler that draws its gadget anew keeps what it drew.
+  // A handler that draws its gadget anew keeps what it drew. In the main loop the tool sees
+  // neither the held moves nor the release, and a press on the page it does see.
   w->handler = [](Window* win, Gadget* g, int code) {
     Record(win, g, code);
     g->flags ^= kGadSelected;
     RedrawGadget(g, win);
     BlitGadget(win, g);
   };
-  // In the main loop the tool sees neither the held moves nor the release; a press on the page
-  // it does see.
   static int toolHeld;
   toolHeld = 0;
   SetPointStep([] { toolHeld += In.leftDown; });
   calls.clear();
-  Drive(
-      "move 190 130\ndown left\nmove 195 135\nmove 200 140\nup left\nmove 5 5\ndown left\nup "
-      "left\n");
+  Drive("move 190 130\ndown left\nmove 195 135\nmove 200 140\nup left\nmove 5 5\ndown left\n");
   SetPointStep(nullptr);
   EXPECT_EQ(calls, (std::vector<Call>{{3, 1}}));
   EXPECT_EQ(toolHeld, 1);
-  std::vector<Pixel> drawn(w->picture->data, w->picture->data + 200 * 100);
+  auto drawn = Picture(w);
   RedrawGadget(&t[1], w);
-  EXPECT_EQ(std::vector<Pixel>(w->picture->data, w->picture->data + 200 * 100), drawn);
+  EXPECT_EQ(Picture(w), drawn);
   t[1].flags &= ~kGadSelected;
 }
 
 // Closes a Window and makes a new one in the very same record, as an allocator that hands freed
-// memory straight back would.
-void Reborn(Window* old, Gadget* table, GadgetHandler handler) {
+// memory straight back would; the new one does the same when its gadgets are pressed.
+Gadget g_reborn[] = {
+    {.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 5, .flags = kGadRepeat},
+    {.left = 70, .top = 10, .right = 120, .bottom = 40, .id = 3},
+    {}};
+void Reborn(Window* old, Gadget* g, int code) {
+  WindowsTest::Record(old, g, code);
   int x = old->left, y = old->top;
   RemoveWindow(old);
   Window* fresh = CreateWindow(old->width, old->height, 0);
@@ -169,46 +164,41 @@ void Reborn(Window* old, Gadget* table, GadgetHandler handler) {
   fresh->picture = nullptr;
   DeleteWindow(fresh);
   AddWindow(old);
-  old->gadgets = table;
-  old->handler = handler;
+  old->gadgets = g_reborn;
+  old->handler = Reborn;
   DrawWindow(old);
   MoveWindow(old, x, y);
   ShowWindow(old);
 }
 
-TEST_F(Gadgets, AWindowMadeAgainAtTheSameAddressIsNotTakenForTheOldOne) {
-  static Gadget t[] = {
-      {.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 5, .flags = kGadRepeat},
-      {.left = 70, .top = 10, .right = 120, .bottom = 40, .id = 3},
-      {}};
-  Window* w = Make(100, 100, 200, 100, t);
-  const uint32_t first = w->serial;
+TEST_F(Gadgets, ARepeatOrAModalLoopEndsWithItsWindowThoughAnotherTakesItsAddress) {
+  Window* w = Make(100, 100, 200, 100, g_reborn);
   w->handler = [](Window* win, Gadget* g, int code) {
     Record(win, g, code);
-    Reborn(win, t, Record);
+    RemoveWindow(win);
   };
+  Drive("move 130 130\ndown left\nwait 1000\nup left\n");
+  EXPECT_EQ(calls, (std::vector<Call>{{5, 1}}));
+
+  AddWindow(w);
+  ShowWindow(w);
+  w->handler = Reborn;
+  const uint32_t first = w->serial;
+  calls.clear();
   Drive("move 130 130\ndown left\nwait 1000\nup left\n");
   ASSERT_NE(w->serial, first);
   EXPECT_EQ(calls, (std::vector<Call>{{5, 1}}));  // no repeats, no release, no press look
-  EXPECT_TRUE(Shows(w, 100, 100, 200, 100));
-  std::vector<Pixel> drawn(w->picture->data, w->picture->data + 200 * 100);
+  auto drawn = Picture(w);
   DrawWindow(w);
-  EXPECT_EQ(std::vector<Pixel>(w->picture->data, w->picture->data + 200 * 100), drawn);
+  EXPECT_EQ(Picture(w), drawn);
+  EXPECT_TRUE(Shows(w, 100, 100, 200, 100));
 
-  // A modal loop ends with its Window; the next click is left for whoever reads on.
+  // The second click is left for whoever reads on.
   calls.clear();
-  w->handler = [](Window* win, Gadget* g, int code) {
-    Record(win, g, code);
-    Reborn(win, t, Record);
-  };
-  std::string err;
-  HostSetVirtualClock(true);
-  ASSERT_TRUE(HostLoadEvents(
-      "move 190 130\ndown left\nup left\nmove 191 130\ndown left\nup left\nwait 10\n", &err));
+  Feed("move 190 130\ndown left\nup left\nmove 191 130\ndown left\nup left\n");
   RunWindow(w);
   EXPECT_EQ(calls, (std::vector<Call>{{3, -1}}));
   EXPECT_EQ(Ws.modalWindow, nullptr);
-  QuitRequest = 0;
 }
 
 TEST_F(Gadgets, PumpEventsGivesTheWheelAsArrowKeysAndTheMiddleButtonItsOwnCode) {
@@ -219,30 +209,14 @@ TEST_F(Gadgets, PumpEventsGivesTheWheelAsArrowKeysAndTheMiddleButtonItsOwnCode) 
     keys.push_back(code);
     return 1;
   };
-  std::string err;
-  HostSetVirtualClock(true);
-  ASSERT_TRUE(HostLoadEvents("wheel 2\nwheel -1\nwait 10\n", &err));
+  Feed("wheel 2\nwheel -1\n");
   RunWindow(w);
   EXPECT_EQ(keys, (std::vector<int>{38, 40}));
-  QuitRequest = 0;
-  ASSERT_TRUE(HostLoadEvents("down middle\nup middle\ndown left\n", &err));
+  Feed("down middle\nup middle\ndown left\n");
   std::vector<int> codes;
   for (int i = 0; i < 10; ++i)
     if (int r = PumpEvents(0)) codes.push_back(r);
   EXPECT_EQ(codes, (std::vector<int>{-3, 1}));
-}
-
-TEST_F(Gadgets, ARepeatWhoseHandlerClosesItsWindowStops) {
-  Gadget t[] = {{.left = 10, .top = 10, .right = 60, .bottom = 40, .id = 5, .flags = kGadRepeat},
-                {}};
-  Window* w = Make(100, 100, 200, 100, t);
-  w->handler = [](Window* win, Gadget* g, int code) {
-    Record(win, g, code);
-    RemoveWindow(win);
-  };
-  Drive("move 130 130\ndown left\nwait 1000\nup left\n");
-  EXPECT_EQ(calls, (std::vector<Call>{{5, 1}}));
-  DeleteWindow(w);
 }
 
 TEST_F(Gadgets, FrameButtonsCloseAndChangeDepth) {

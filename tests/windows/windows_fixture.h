@@ -26,6 +26,11 @@ struct Call {
 };
 
 class WindowsTest : public ::testing::Test {
+ public:
+  // What the handlers were called with, in order.
+  static void Record(Window*, Gadget* g, int code) { calls.push_back({g ? g->id : 0, code}); }
+  static inline std::vector<Call> calls;
+
  protected:
   static constexpr int kW = 640, kH = 480;
 
@@ -68,12 +73,17 @@ class WindowsTest : public ::testing::Test {
     HostClose();
   }
 
-  // Feeds events and runs the loop's read and tool step until they are used up.
-  void Drive(const std::string& events) {
+  // Queues events for a loop of the test's own; event times count from 0.
+  void Feed(const std::string& events) {
     std::string err;
-    HostSetVirtualClock(true);  // event times count from 0
+    HostSetVirtualClock(true);
     ASSERT_TRUE(HostLoadEvents(events + "\nwait 10\n", &err)) << err;
     QuitRequest = 0;
+  }
+
+  // Feeds events and runs the loop's read and tool step until they are used up.
+  void Drive(const std::string& events) {
+    Feed(events);
     for (int guard = 0; guard < 100000 && !QuitRequest; ++guard) {
       int count = ReadEvents(1);
       if (count == 0) {
@@ -101,8 +111,6 @@ class WindowsTest : public ::testing::Test {
     return win;
   }
 
-  static void Record(Window*, Gadget* g, int code) { calls.push_back({g ? g->id : 0, code}); }
-
   std::vector<uint32_t> Screen() {
     HostScreen s = HostFramebuffer();
     std::vector<uint32_t> out;
@@ -122,7 +130,10 @@ class WindowsTest : public ::testing::Test {
     return true;
   }
 
-  static inline std::vector<Call> calls;
+  static std::vector<Pixel> Picture(const Window* w) {
+    return {w->picture->data, w->picture->data + w->width * w->height};
+  }
+
   BlockPtr page_;
 };
 
