@@ -29,6 +29,7 @@
 #include "start/message.h"
 #include "start/settings.h"
 #include "start/workspace.h"
+#include "windows/requester.h"
 #include "windows/system.h"
 #include "windows/window.h"
 
@@ -178,6 +179,7 @@ const RunHooks& ProgramHooks() {
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();
+    InstallRequesters();
     return h;
   }();
   return hooks;

@@ -11,6 +11,7 @@
 #include "paint/draw_modes.h"
 #include "pixels/block.h"
 #include "script/commands.h"
+#include "start/ask.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 #include "start/message.h"
@@ -118,13 +119,9 @@ void CmdRequest(CommandRecord* r, const char* args) {
     b.assign(p, bar ? static_cast<size_t>(bar - p) : std::strlen(p));
     b.resize(std::min<size_t>(b.size(), 255));
   }
-  // Until the Requesters exist the question goes to the user's terminal and the first button
-  // answers it.
-  std::string shown = text;
-  for (const std::string& b : buttons)
-    if (!b.empty()) shown += " [" + b + "]";
-  Message(shown.c_str());
-  Answer(r, "1");
+  const char* yes = buttons[0].empty() ? nullptr : buttons[0].c_str();
+  const char* no = buttons[1].empty() ? nullptr : buttons[1].c_str();
+  AnswerF(r, "%d", Ask(text.c_str(), yes, no));
 }
 
 void CmdLockUser(CommandRecord*, const char*) {

@@ -1,18 +1,25 @@
-// Questions to the user. Until the Requesters exist every question takes the answer of its first
-// button; the window system installs the real dialogs through SetAskHandlers.
+// Questions to the user. Until the Requesters are installed every question takes the answer of
+// its first button; the window system installs the real dialogs through SetAskHandlers.
 #pragma once
 
 namespace vela {
 
+// A null member keeps the first-button answer for that call.
 struct AskHandlers {
-  // 1 for the first button, 0 for the second (the last one is always cancel).
+  // 1 for the first button, 0 for the second, -1 when the process is stopping.
   int (*ask)(const char* text, const char* yes, const char* no);
   // Edits text (capacity bytes with its NUL) under a title; false on cancel.
   bool (*askText)(const char* title, char* text, int capacity);
+  // The button's number - 1, or -1 when the process is stopping.
+  int (*ask3)(const char* text, const char* yes, const char* no, const char* third);
+  // 0 with *value changed within minimum..maximum, -1 on cancel.
+  int (*askNumber)(const char* title, int* value, int minimum, int maximum);
 };
 
 int Ask(const char* text, const char* yes, const char* no);
+int Ask3(const char* text, const char* yes, const char* no, const char* third);
 bool AskText(const char* title, char* text, int capacity);
+int AskNumber(const char* title, int* value, int minimum, int maximum);
 // Returns the previous handlers; null restores the first-button answers.
 const AskHandlers* SetAskHandlers(const AskHandlers* handlers);
 

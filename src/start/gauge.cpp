@@ -12,6 +12,7 @@ void SilentClose() {}
 const GaugeHandlers kSilent = {SilentOpen, SilentUpdate, SilentClose};
 const GaugeHandlers* g_gauge = &kSilent;
 int g_held = 0;
+int g_pollHeld = 0;
 }  // namespace
 
 void OpenGauge(const char* title) {
@@ -38,6 +39,16 @@ void ReleaseGauge() {
 }
 bool GaugeHeld() {
   return g_held > 0;
+}
+
+void HoldPolling() {
+  ++g_pollHeld;
+}
+void ReleasePolling() {
+  if (g_pollHeld > 0) --g_pollHeld;
+}
+bool PollingHeld() {
+  return g_pollHeld > 0;
 }
 
 bool GaugeStopped() {

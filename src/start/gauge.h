@@ -19,6 +19,10 @@ void CloseGauge();
 void HoldGauge();
 void ReleaseGauge();
 bool GaugeHeld();
+// A nesting counter that switches the gauge's event polling off (idle work, nested gauges).
+void HoldPolling();
+void ReleasePolling();
+bool PollingHeld();
 // The stop flag; OpenGauge clears it.
 bool GaugeStopped();
 void SetGaugeStop(bool stop);

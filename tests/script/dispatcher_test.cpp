@@ -15,6 +15,7 @@
 #include "script/command_file.h"
 #include "script/commands.h"
 #include "script/dispatcher.h"
+#include "start/ask.h"
 #include "start/main_loop.h"
 #include "start/message.h"
 #include "start/settings.h"
@@ -93,7 +94,8 @@ TEST_F(Dispatcher, CommandFileTranscript) {
       {"qd_gauge on", "Off"},
       {"qd_version", "Vela1.00 us"},
       {"[qd_version][qd_nop]", "[Vela1.00 us][]"},
-      {"qd_request Save now?|Yes|No", "1"},
+      {"qd_request Save now?|Yes|No", "0"},
+      {"qd_request Sure?", "1"},
       {"qd_warn careful", ""},
   };
   namespace fs = std::filesystem;
@@ -107,8 +109,17 @@ TEST_F(Dispatcher, CommandFileTranscript) {
     }
     f << "qd_quit\nqd_getwidth\n";  // nothing runs after qd_quit
   }
+  // qd_request answers what Ask answers, here the second button for the first question.
+  static std::vector<std::string> asked;
+  asked.clear();
+  static const AskHandlers ask = {[](const char* text, const char* yes, const char* no) {
+    asked.push_back(std::string(text) + "|" + (yes ? yes : "-") + "|" + (no ? no : "-"));
+    return asked.size() == 1 ? 0 : 1;
+  }};
+  SetAskHandlers(&ask);
   std::FILE* out = std::tmpfile();
   ASSERT_EQ(RunCommandFile((dir / "t.vcmd").c_str(), out), 0);
+  SetAskHandlers(nullptr);
   EXPECT_EQ(ExitFlag, 1);
   std::rewind(out);
   std::string got, want;
@@ -117,7 +128,8 @@ TEST_F(Dispatcher, CommandFileTranscript) {
   fs::remove_all(dir);
   for (const auto& line : script) want += line.second + "\n";
   EXPECT_EQ(got, want + "\n");  // one answer a line; qd_quit answers nothing
-  EXPECT_EQ(g_messages, (std::vector<std::string>{"Save now? [Yes] [No]", "careful"}));
+  EXPECT_EQ(asked, (std::vector<std::string>{"Save now?|Yes|No", "Sure?|-|-"}));
+  EXPECT_EQ(g_messages, (std::vector<std::string>{"careful"}));
   EXPECT_EQ(RunCommandFile((dir / "missing.vcmd").c_str(), stdout), -1);
 }
 
