@@ -26,6 +26,7 @@
 #include "start/actions.h"
 #include "start/input.h"
 #include "start/main_loop.h"
+#include "start/key_map.h"
 #include "start/message.h"
 #include "start/settings.h"
 #include "start/workspace.h"
@@ -103,13 +104,15 @@ const InitStep kInit[] = {
 
 // Each module reads its own section, in this order.
 const SettingsStep kLoad[] = {
-    {"Main", LoadMainSettings},         {"Pens", LoadPens},         {"System", LoadSystemSettings},
+    {"Main", LoadMainSettings},         {"Keyboard", BuildActionTable},
+    {"Pens", LoadPens},                 {"System", LoadSystemSettings},
     {"Pressure", LoadPressureSettings}, {"Grid", LoadGridSettings},
     {"MLayers", LoadLayerSettings},
     {"IO", LoadSaveSettings},
 };
 
 const SettingsStep kSave[] = {
+    {"Keyboard", SaveKeyboardSettings},
     {"Pens", SavePens},
     {"Main", SaveMainSettings},
     {"System", SaveSystemSettings},

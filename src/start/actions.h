@@ -1,7 +1,8 @@
-// Named actions and the keys bound to them. Modules above this one bring their handlers; the
-// default map binds keys to names, so a key reaches only what exists.
+// Handlers of named actions. Modules above this one bring the rows of the names they own; the
+// action table (key_map.h) lists every name and binds keys to them.
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 namespace vela {
@@ -11,9 +12,11 @@ struct ActionRow {
   void (*handler)();
 };
 
-// Adds rows (kept by pointer: static tables only).
+// Adds rows (kept by pointer: static tables only). BuildActionTable picks them up.
 void AddActions(std::span<const ActionRow> rows);
-// Runs a comma separated list of action names; unknown names print "function %s not found\n".
+const ActionRow* FindRegisteredAction(const char* name, size_t len);
+// Runs a comma separated list of action names; an unknown name prints "function %s not found\n",
+// a known one without a handler says that it is not available yet.
 void RunActions(const char* list);
 // The key map's entry for a key event: host key number and the qualifiers of the moment.
 void KeyMapEvent(int code, int character);

@@ -1,0 +1,158 @@
+// The action table, the key names of events and the keyboard map with its files.
+#include "start/key_map.h"
+
+#include <string>
+#include <vector>
+
+#include "start/actions.h"
+#include "start/input.h"
+#include "start/message.h"
+#include "start_fixture.h"
+
+namespace vela {
+namespace {
+
+std::vector<std::string> g_log;
+void LogMessage(const char* text) {
+  g_log.push_back(std::string("message ") + text);
+}
+void Ran(const char* what) {
+  g_log.push_back(what);
+}
+const ActionRow kRows[] = {
+    {"Undo", [] { Ran("Undo"); }},
+    {"Refill", [] { Ran("Refill"); }},
+    {"NextTool", [] { Ran("NextTool"); }},
+};
+
+class KeyMapTest : public HomeTest {
+ protected:
+  void SetUp() override {
+    HomeTest::SetUp();
+    static bool added = false;
+    if (!added) AddActions(kRows);
+    added = true;
+    g_log.clear();
+    old_ = SetMessageSink(LogMessage);
+    ConfigOpen("test");
+    BuildActionTable();
+  }
+  void TearDown() override {
+    SetMessageSink(old_);
+    In.shift = In.control = In.alt = 0;
+    HomeTest::TearDown();
+  }
+  static std::string Bound(const char* key) {
+    const std::string* s = KeyBinding(CurrentKeyMap(), key);
+    return s ? *s : "<no row>";
+  }
+  MessageSink old_ = nullptr;
+};
+
+TEST_F(KeyMapTest, TheTableHoldsEveryNameSortedAndReportsWhatIsMissing) {
+  auto table = ActionTable();
+  ASSERT_EQ(table.size(), 180u);
+  for (size_t i = 1; i < table.size(); ++i)
+    EXPECT_LT(strcasecmp(table[i - 1].name.c_str(), table[i].name.c_str()), 0) << table[i].name;
+  for (const char* name : {"SelectBrush", "ToolGouache", "LayerMergeDisplay", "CallRexx10",
+                           "SaveAnimbrush", "PlayPreview", "MagicNumber", "OpenSettings"})
+    EXPECT_NE(FindActionInfo(name), nullptr) << name;
+  EXPECT_NE(FindActionInfo("undo"), nullptr) << "names compare without case";
+  EXPECT_EQ(FindActionInfo("PreviousTools"), nullptr);
+
+  // Two actions in one list run in order; one without a handler says so and the rest still runs.
+  RunActions("Undo, Print ,Refill");
+  ASSERT_EQ(g_log.size(), 3u);
+  EXPECT_EQ(g_log[0], "Undo");
+  EXPECT_EQ(g_log[1], "message Not available yet:\nFile: Print");
+  EXPECT_EQ(g_log[2], "Refill");
+  g_log.clear();
+  RunActions("NoSuchAction,Undo");  // the console hears of the first; the second runs
+  EXPECT_EQ(g_log, std::vector<std::string>{"Undo"});
+  EXPECT_TRUE(ActionAvailable(*FindActionInfo("Undo")));
+  EXPECT_FALSE(ActionAvailable(*FindActionInfo("Print")));
+}
+
+TEST_F(KeyMapTest, EventsGetTheNamesOfTheRowsAndTheDefaultMapBindsThem) {
+  EXPECT_EQ(KeyRows().size(), 207u);
+  struct Case {
+    int code, character, qualifiers;
+    const char* name;
+    const char* action;
+  };
+  const Case cases[] = {
+      {'A', 0, 0, "a", "NextTool"},
+      {'A', 0, 1, "shift a", "OpenTools"},
+      {'A', 0, 2, "ctrl a", "PreviousTools"},  // the later pair of the two wins
+      {'Z', 0, 2, "ctrl z", "Undo"},
+      {'U', 0, 1, "shift u", "Refill"},
+      {'5', 0, 0, "5", "CenterZoom"},
+      {kCharacterCode, '+', 0, "+", "IncreaseToolsSize"},
+      {kCharacterCode, '=', 0, "=", "DisplayAllLayer"},
+      {kCharacterCode, '"', 0, "\"", "SelectOpacity"},
+      {kCharacterCode, '[', 0, "[", "FlipPageX"},
+      {38, 0, 0, "up", "PrevLayer"},
+      {38, 0, 1, "shift up", "AnimBrushNextImage"},
+      {37, 0, 2, "ctrl left", "MoveColorCaseLeft"},
+      {36, 0, 0, "home", "LayerFirstImage"},
+      {120, 0, 2, "ctrl F9", "Iconify"},
+      {113, 0, 1, "shift F2", "CallRexx2"},
+      {116, 0, 0, "F5", "DrawModeAlpha"},
+      {8, 0, 0, "backspace", "ResetUndo"},
+      {32, 0, 0, "space", "MenuOnOff"},
+      {9, 0, 0, "tab", "CycleOnOff"},
+      {'R', 0, 1, "shift r", "OpenRexx"},
+      {34, 0, 3, "ctrl shift Page Down", ""},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(KeyName(c.code, c.character, c.qualifiers), c.name) << c.name;
+    EXPECT_EQ(Bound(c.name), c.action) << c.name;
+  }
+  // Keys whose character follows, and characters whose key came first, have no name of their own.
+  EXPECT_EQ(KeyName(kCharacterCode, 'a', 0), "");
+  EXPECT_EQ(KeyName(kCharacterCode, 1, 2), "") << "ctrl a's control character";
+  EXPECT_EQ(KeyName('1', 0, 1), "") << "shift 1 is named by its character";
+  EXPECT_EQ(KeyName('A' | kKeyRelease, 0, 0), "");
+  EXPECT_EQ(Bound("shift F10"), "<no row>");
+  EXPECT_EQ(Bound("F10"), "<no row>");
+
+  // A press runs what its key holds, in order.
+  ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "x", "Refill,Undo"));
+  KeyPressed('X', 0);
+  EXPECT_EQ(g_log, (std::vector<std::string>{"Refill", "Undo"}));
+}
+
+TEST_F(KeyMapTest, TheMapSurvivesItsSectionAndItsFiles) {
+  KeyMap& map = CurrentKeyMap();
+  SetKeyBinding(&map, "=", "Undo,Refill");
+  SetKeyBinding(&map, "[", "");
+  SetKeyBinding(&map, "\xA3", "NextTool");
+  SaveKeyboardSettings();
+  char value[64];
+  ConfigGet("Keyboard", "equal", value, "", sizeof value);
+  EXPECT_STREQ(value, "Undo,Refill");
+  ConfigGet("Keyboard", "braquet", value, "", sizeof value);
+  EXPECT_STREQ(value, "none");
+  // A row stored as none overrides the default map at the next start.
+  ConfigPut("Keyboard", "u", "none");
+  BuildActionTable();
+  EXPECT_EQ(Bound("u"), "");
+  EXPECT_EQ(Bound("="), "Undo,Refill");
+  EXPECT_EQ(Bound("["), "");
+  EXPECT_EQ(Bound("ctrl z"), "Undo");
+
+  const std::string path = (home_ / "keys.cfg").string();
+  ASSERT_TRUE(SaveKeyMapFile(path.c_str(), map));
+  const std::string text = Read(path);
+  EXPECT_EQ(text.rfind("[Keyboard]\n", 0), 0u);
+  EXPECT_NE(text.find("\nequal=Undo,Refill\n"), std::string::npos);
+  EXPECT_NE(text.find("\nu=none\n"), std::string::npos);
+  KeyMap loaded;
+  ClearMap(&loaded);
+  ASSERT_TRUE(LoadKeyMapFile(path.c_str(), &loaded));
+  EXPECT_EQ(loaded.lists, map.lists);
+  EXPECT_FALSE(LoadKeyMapFile((home_ / "missing.cfg").string().c_str(), &loaded));
+}
+
+}  // namespace
+}  // namespace vela
