@@ -17,6 +17,7 @@
 #include "pixels/disk_cache.h"
 #include "pixels/display.h"
 #include "project/layer_ops.h"
+#include "project/magic.h"
 #include "project/layers.h"
 #include "project/page.h"
 #include "project/undo.h"
@@ -179,6 +180,7 @@ const RunHooks& ProgramHooks() {
     Loop().refreshThumbnail = RefreshThumbnail;
     AddActions(UndoActions());
     AddActions(LayerOpsActions());
+    AddActions(MagicNumberActions());
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();

@@ -11,12 +11,15 @@
 #include "pixels/disk_cache.h"
 #include "pixels/primitives.h"
 #include "project/layers.h"
+#include "project/magic.h"
 #include "project/page.h"
 #include "project/undo.h"
 #include "project_fixture.h"
+#include "start/ask.h"
 #include "start/config_store.h"
 #include "start/input.h"
 #include "start/message.h"
+#include "start/parallel.h"
 #include "start/run_paths.h"
 #include "start/workspace.h"
 
@@ -375,6 +378,42 @@ TEST_F(Project, ALongAnimationStoresOnlyWhatChanges) {
       EXPECT_EQ(At(x + 5, y + 5) == 0xFFFFFF00, j == k) << "image " << k << ", figure " << j;
     }
   }
+}
+
+}  // namespace
+}  // namespace vela
+
+namespace vela {
+namespace {
+
+std::vector<int> g_answers;
+std::vector<std::string> g_titles;
+int Answer(const char* title, int* value, int minimum, int maximum) {
+  g_titles.emplace_back(title);
+  if (g_answers.empty()) return -1;
+  *value = std::clamp(g_answers.front(), minimum, maximum);
+  g_answers.erase(g_answers.begin());
+  return 0;
+}
+
+TEST(MagicNumberPanel, KnownCodesAskForTheirValueAndOthersDoNothing) {
+  AskHandlers handlers{};
+  handlers.askNumber = Answer;
+  const AskHandlers* old = SetAskHandlers(&handlers);
+  g_answers = {1025, 3};
+  MagicNumber();
+  EXPECT_EQ(WorkerCount(), 3);
+  EXPECT_EQ(g_titles, (std::vector<std::string>{"Magic Number", "Processor"}));
+  g_titles.clear();
+  g_answers = {77, 5};
+  MagicNumber();
+  EXPECT_EQ(g_titles, std::vector<std::string>{"Magic Number"});
+  EXPECT_EQ(WorkerCount(), 3);
+  g_answers = {1025, 99};  // cut to the panel's upper bound
+  MagicNumber();
+  EXPECT_EQ(WorkerCount(), 64);
+  SetWorkerCount(0);
+  SetAskHandlers(old);
 }
 
 }  // namespace
