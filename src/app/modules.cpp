@@ -181,6 +181,7 @@ const RunHooks& ProgramHooks() {
     AddActions(UndoActions());
     AddActions(LayerOpsActions());
     AddActions(MagicNumberActions());
+    AddActions(LoopActions());
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();

@@ -7,6 +7,7 @@
 #include "host/channel.h"
 #include "host/host.h"
 #include "start/input.h"
+#include "start/message.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -44,7 +45,9 @@ constexpr double kRefreshDelay = 0.5;
 constexpr double kCacheDelay = 2.5;
 constexpr double kCacheSlice = 0.05;
 
-bool AskQuit() { return !Loop().confirmQuit || Loop().confirmQuit(); }
+bool AskQuit() {
+  return !Loop().confirmQuit || Loop().confirmQuit();
+}
 
 // Whole actions, flags included: the handler before ours may take a siginfo.
 struct sigaction g_oldInt, g_oldTerm;
@@ -62,7 +65,9 @@ void OnSignal(int sig) {
   SignalQuit = 1;
 }
 
-uint32_t StampSum() { return Stamp + RefreshCounter[0] + RefreshCounter[1]; }
+uint32_t StampSum() {
+  return Stamp + RefreshCounter[0] + RefreshCounter[1];
+}
 
 // The staged idle work. Returns the count of a read made inside the stage, whose events are
 // dispatched and wait for their tool step; 0 when the loop must read what has arrived.
@@ -79,7 +84,8 @@ int IdleStage() {
     // With the channel open the wait must be a real one, for the channel's sake.
     if (HostHeadless() && bubbleDone && refreshDone && cacheDone && !ChannelIsOpen())
       HostWaitEvent(-1);
-    else WaitEvent(2);
+    else
+      WaitEvent(2);
     if (HostWaitEvent(0) || InjectedPending()) return 0;
     double now = TimeNow();
     if (!bubbleDone && now - mark >= kBubbleDelay) {
@@ -137,7 +143,9 @@ LoopHooks& Loop() {
 
 int UndoMode = 0;
 
-void SetRedrawHook(void (*redraw)()) { g_loop.redraw = redraw; }
+void SetRedrawHook(void (*redraw)()) {
+  g_loop.redraw = redraw;
+}
 void RedrawScreen() {
   if (g_loop.redraw) g_loop.redraw();
 }
@@ -155,13 +163,19 @@ void SetToolHook(const ToolHook* hook) {
   }
 }
 
-const ToolHook* CurrentToolHook() { return g_loop.hookSet ? &g_loop.hook : nullptr; }
+const ToolHook* CurrentToolHook() {
+  return g_loop.hookSet ? &g_loop.hook : nullptr;
+}
 
 void SetToolHandler(int tool, ToolHandler handler) {
   if (tool >= 0 && tool < 64) g_loop.tools[tool] = handler;
 }
-void SetPointStep(ToolHandler handler) { g_loop.pointStep = handler; }
-void SelectTool(int tool) { CurrentTool = tool; }
+void SetPointStep(ToolHandler handler) {
+  g_loop.pointStep = handler;
+}
+void SelectTool(int tool) {
+  CurrentTool = tool;
+}
 
 void AddIdleFunction(IdleFunction fn) {
   RemoveIdleFunction(fn);
@@ -195,7 +209,12 @@ void SelectGadget(int id, int mode) {
         SelectTool(id);
       }
       break;
-    case 14: case 15: case 16: case 54: case 55: case 56: {
+    case 14:
+    case 15:
+    case 16:
+    case 54:
+    case 55:
+    case 56: {
       static const int slots[] = {0, 1, 3};
       int slot = id <= 16 ? slots[id - 14] : id - 51;
       if (Loop().selectDrawingTool) Loop().selectDrawingTool(slot, mode);
@@ -290,6 +309,20 @@ void MainLoop() {
   sigaction(SIGINT, &g_oldInt, nullptr);
   sigaction(SIGTERM, &g_oldTerm, nullptr);
   ExitFlag = 1;
+}
+
+namespace {
+void AboutAction() {
+  Message("Vela " VELA_VERSION_STRING "\nPaint and animation");
+}
+const ActionRow kLoopActions[] = {
+    {"Quit", [] { QuitRequest = 1; }},
+    {"About", AboutAction},
+};
+}  // namespace
+
+std::span<const ActionRow> LoopActions() {
+  return kLoopActions;
 }
 
 }  // namespace vela

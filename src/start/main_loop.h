@@ -2,6 +2,10 @@
 // nothing happens, the staged idle work.
 #pragma once
 
+#include <span>
+
+#include "start/actions.h"
+
 #include <cstdint>
 
 namespace vela {
@@ -60,18 +64,18 @@ void RemoveIdleFunction(IdleFunction fn);
 extern uint32_t RefreshCounter[2];
 
 struct LoopHooks {
-  void (*bubbleTimer)() = nullptr;       // 0.45 s: help bubble of the gadget under the pointer
+  void (*bubbleTimer)() = nullptr;  // 0.45 s: help bubble of the gadget under the pointer
   void (*closeBubble)() = nullptr;
-  bool (*cacheWriteOne)() = nullptr;     // 2.5 s: true while there is more to write
+  bool (*cacheWriteOne)() = nullptr;  // 2.5 s: true while there is more to write
   void (*refreshThumbnail)() = nullptr;
   void (*windowTick)() = nullptr;
-  bool (*confirmQuit)() = nullptr;       // the quit question; null confirms
+  bool (*confirmQuit)() = nullptr;                     // the quit question; null confirms
   void (*pressUndo)(bool left, bool right) = nullptr;  // a press may open an undo step
-  void (*beginLoop)() = nullptr;         // project, spare and start-up script at the head
-  bool (*findGadgetPress)() = nullptr;   // true when a Window or Gadget takes the press
-  void (*afterToolStep)() = nullptr;     // Windows put back over what the step drew
-  int (*speedPressure)() = nullptr;      // the tool pressure from speed, or -1
-  void (*endTool)() = nullptr;           // a shape in progress is committed
+  void (*beginLoop)() = nullptr;        // project, spare and start-up script at the head
+  bool (*findGadgetPress)() = nullptr;  // true when a Window or Gadget takes the press
+  void (*afterToolStep)() = nullptr;    // Windows put back over what the step drew
+  int (*speedPressure)() = nullptr;     // the tool pressure from speed, or -1
+  void (*endTool)() = nullptr;          // a shape in progress is committed
   void (*selectDrawingTool)(int slot, int mode) = nullptr;
 };
 LoopHooks& Loop();
@@ -89,5 +93,8 @@ void ToolStep();
 
 void SetRedrawHook(void (*redraw)());
 void RedrawScreen();
+
+// Quit and About: the run's own actions.
+std::span<const ActionRow> LoopActions();
 
 }  // namespace vela

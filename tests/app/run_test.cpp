@@ -25,8 +25,10 @@ TEST_F(VelaRun, ShowsThePageAndWritesItsSettings) {
   // The size was an option of this run; the configuration keeps its own.
   std::string config = Slurp(dir_ / "home" / "configs" / "Standard.ini");
   for (const char* line :
-       {"[Main]", "PageWidth=640", "PageHeight=480", "SaveConfig=1", "[SysColors]"})
+       {"[Main]", "PageWidth=640", "PageHeight=480", "SaveConfig=1", "[SysColors]", "[Keyboard]",
+        "\nequal=DisplayAllLayer\n", "\nShift Q=Quit\n"})
     EXPECT_THAT(config, HasSubstr(line));
+  EXPECT_THAT(config, ::testing::Not(HasSubstr("Shift F10"))) << "F10 has no row";
   EXPECT_THAT(Slurp(dir_ / "Vela.INI"), HasSubstr("Last_Config=Standard"));
   // The home was seeded with the installed data.
   EXPECT_TRUE(fs::exists(dir_ / "home" / "datas" / "pagesize.conf"));
@@ -76,10 +78,11 @@ TEST_F(VelaRun, BadCommandLinesAndFiles) {
 }
 
 TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
-  Write("ev.txt", "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
-                  "move 525 350\ndown left\nmove 555 350\nup left\n"
-                  "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n"
-                  "move 500 420\ndown left\nmove 560 420\nup left\n");
+  Write("ev.txt",
+        "move 500 320\ndown left\nmove 503 322\nwait 40\nup left\n"
+        "move 525 350\ndown left\nmove 555 350\nup left\n"
+        "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n"
+        "move 500 420\ndown left\nmove 560 420\nup left\n");
   const std::string args = "PageWidth=320 PageHeight=200 --events ev.txt ";
   ASSERT_EQ(Run(args + "--screenshot a.png --save-page page.png"), 0) << Err();
   ASSERT_EQ(Run(args + "--screenshot b.png"), 0) << Err();
@@ -96,6 +99,18 @@ TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
   EXPECT_EQ(png.Argb(40, 35), 0u);
   // A release batched with the last move still draws the stroke up to the release.
   EXPECT_EQ(png.Argb(70, 120), 0xFFFF0000u);
+}
+
+// Keys reach the actions of the map: shift q quits before the stroke that follows.
+TEST_F(VelaRun, ShiftQQuitsTheRun) {
+  const std::string stroke = "wait 40\nmove 500 320\ndown left\nmove 560 320\nup left\n";
+  Png png;
+  for (const char* key : {"", "key shift+q\n"}) {
+    Write("ev.txt", key + stroke);
+    ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --events ev.txt --save-page page.png"), 0) << Err();
+    ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
+    EXPECT_EQ(png.Alpha(40, 20), *key ? 0 : 255) << key;
+  }
 }
 
 TEST_F(VelaRun, CommandFileDrawsWhatTheCommandsSay) {
@@ -124,10 +139,11 @@ TEST_F(VelaRun, CommandFileDrawsWhatTheCommandsSay) {
     EXPECT_EQ(shown(x, 20), 0u) << x;
   }
   const std::pair<std::pair<int, int>, uint32_t> dots[] = {
-      {{10, 12}, 0x00FF00}, {{4, 10}, 0},           {{46, 10}, 0},
-      {{50, 30}, 0x0000FF}, {{50, 28}, 0x0000FF},  // b = 1: the B pen
+      {{10, 12}, 0x00FF00}, {{4, 10}, 0},         {{46, 10}, 0},
+      {{50, 30}, 0x0000FF}, {{50, 28}, 0x0000FF},   // b = 1: the B pen
       {{50, 35}, 0},        {{-1, -1}, 0xA5A6A5}};  // the interface around the page is untouched
-  for (auto [at, want] : dots) EXPECT_EQ(shown(at.first, at.second), want) << at.first << "," << at.second;
+  for (auto [at, want] : dots)
+    EXPECT_EQ(shown(at.first, at.second), want) << at.first << "," << at.second;
   // A plain line, premultiplied: half red shows dark, the page keeps straight red at half alpha.
   for (int x = 0; x < 64; ++x) {
     if (x == 27) continue;  // the diagonal crosses here
