@@ -7,13 +7,13 @@ namespace vela {
 // A null member keeps the first-button answer for that call.
 struct AskHandlers {
   // 1 for the first button, 0 for the second, -1 when the process is stopping.
-  int (*ask)(const char* text, const char* yes, const char* no);
+  int (*ask)(const char* text, const char* yes, const char* no) = nullptr;
   // Edits text (capacity bytes with its NUL) under a title; false on cancel.
-  bool (*askText)(const char* title, char* text, int capacity);
+  bool (*askText)(const char* title, char* text, int capacity) = nullptr;
   // The button's number - 1, or -1 when the process is stopping.
-  int (*ask3)(const char* text, const char* yes, const char* no, const char* third);
+  int (*ask3)(const char* text, const char* yes, const char* no, const char* third) = nullptr;
   // 0 with *value changed within minimum..maximum, -1 on cancel.
-  int (*askNumber)(const char* title, int* value, int minimum, int maximum);
+  int (*askNumber)(const char* title, int* value, int minimum, int maximum) = nullptr;
 };
 
 int Ask(const char* text, const char* yes, const char* no);

@@ -18,6 +18,11 @@ TEST_F(VelaRun, ARequesterTakesItsAnswerFromTheEventFileElseItsFirstButton) {
   Write("esc.txt", "key Escape\n");
   ASSERT_EQ(Run("PageWidth=64 PageHeight=48 --script ask.vcmd --events esc.txt"), 0) << Err();
   EXPECT_EQ(Out(), "0\n1\n\n64\n");
+
+  // NOGAUGE switches the gauges off; qd_gauge tells so and turns them on again.
+  Write("g.vcmd", "qd_gauge\nqd_gauge\n");
+  ASSERT_EQ(Run("NOGAUGE PageWidth=64 PageHeight=48 --script g.vcmd"), 0) << Err();
+  EXPECT_EQ(Out(), "Off\nOn\n");
 }
 
 }  // namespace
