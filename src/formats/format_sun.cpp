@@ -79,6 +79,8 @@ int LoadSun(Bytes f, Block* b) {
   Pixel map[256];
   if (h.mapType == 0) {
     for (int i = 0; i < 256; ++i) map[i] = MakePixel(255, i, i, i);
+    r.Skip(h.mapLength);  // a map the type doesn't use still stands between header and pixels
+    if (!r.ok()) return bad();
   } else if (h.mapType == 1) {
     for (int i = 0; i < 256; ++i) map[i] = MakePixel(255, 0, 0, 0);
     Bytes planes = r.Take(h.mapLength);

@@ -230,13 +230,19 @@ TEST_F(Coders, PcxOutputEscapesEveryByteFrom63) {
 }
 
 TEST_F(Coders, SunRunLengthGreyRampAndRefusedTypes) {
-  auto sun = [](uint32_t type, uint32_t depth, uint32_t w, const ByteList& body) {
+  auto sun = [](uint32_t type, uint32_t depth, uint32_t w, const ByteList& body,
+                uint32_t mapLength = 0) {
     ByteList f;
-    for (uint32_t v : {0x59A66A95u, w, 1u, depth, uint32_t(body.size()), type, 0u, 0u}) Be32(f, v);
+    for (uint32_t v : {0x59A66A95u, w, 1u, depth, uint32_t(body.size()), type, 0u, mapLength})
+      Be32(f, v);
     f.insert(f.end(), body.begin(), body.end());
     return f;
   };
   int r;
+  // Map type 0 with a map length: those bytes come before the pixels and are passed over.
+  BlockPtr grey = LoadAs(sun(1, 8, 1, {9, 9, 9, 40, 0}, 3), "x", 1, 1, &r);
+  ASSERT_EQ(r, 0);
+  EXPECT_EQ(grey->Row(0)[0], PenPixel(40, 40, 40));
   // 0x80 0 is one 0x80; 0x80 1 5 is two 5s; the row of 3 is padded to 4 bytes.
   BlockPtr b = LoadAs(sun(2, 8, 3, {0x80, 0, 0x80, 1, 5, 7}), "x", 3, 1, &r);
   ASSERT_EQ(r, 0);
