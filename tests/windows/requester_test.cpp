@@ -1,7 +1,9 @@
 // Requesters and the gauge on the headless screen, answered by synthetic events; with no events
 // left a Requester takes its first button.
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <tuple>
 
 #include "script/dispatcher.h"
 #include "start/ask.h"
@@ -13,12 +15,6 @@
 namespace vela {
 namespace {
 
-struct Seen {
-  int left = 0, top = 0, width = 0, height = 0;
-  std::vector<Gadget> rows;
-  BlockPtr picture;
-};
-
 class Requesters : public WindowsTest {
  protected:
   void SetUp() override {
@@ -26,13 +22,11 @@ class Requesters : public WindowsTest {
     InstallRequesters();
     GaugeEnabled = 1;
     BreakFlag = 0;
-    seen = {};
     RequesterShown = [](Window* w) {
-      seen.left = w->left, seen.top = w->top, seen.width = w->width, seen.height = w->height;
-      seen.rows.clear();
-      for (Gadget* g = w->gadgets; g->id; ++g) seen.rows.push_back(*g);
-      seen.picture.reset(NewBlock(w->width, w->height));
-      CopyRect(w->picture, 0, 0, seen.picture.get(), 0, 0, w->width, w->height);
+      rows.clear();
+      for (Gadget* g = w->gadgets; g->id; ++g) rows.push_back(*g);
+      picture.reset(NewBlock(w->width, w->height));
+      CopyRect(w->picture, 0, 0, picture.get(), 0, 0, w->width, w->height);
     };
     Feed("");
   }
@@ -54,13 +48,16 @@ class Requesters : public WindowsTest {
     ASSERT_TRUE(HostLoadEvents(events, &err)) << err;
     QuitRequest = 0;
   }
-  // Rows as {left, top, right, bottom, id}.
+  // The shown Requester's rows as {left, top, right, bottom, id}.
   static std::vector<std::vector<int>> Rects() {
     std::vector<std::vector<int>> out;
-    for (const Gadget& g : seen.rows) out.push_back({g.left, g.top, g.right, g.bottom, g.id});
+    for (const Gadget& g : rows) out.push_back({g.left, g.top, g.right, g.bottom, g.id});
     return out;
   }
-  static inline Seen seen;
+  static int Width() { return picture->width; }
+  static int Height() { return picture->height; }
+  static inline std::vector<Gadget> rows;
+  static inline BlockPtr picture;
 };
 
 TEST_F(Requesters, QuestionsAreLaidOutByTheirTextAndLabels) {
@@ -70,15 +67,14 @@ TEST_F(Requesters, QuestionsAreLaidOutByTheirTextAndLabels) {
   // One short line: the labels set the width; empty labels are the defaults.
   EXPECT_EQ(RequesterAsk("Go?", "", nullptr), 1);
   int inner = std::max(TextWidth("Go?"), yes + no + 32);
-  EXPECT_EQ(seen.width, inner + 33);
-  EXPECT_EQ(seen.height, 63);
-  EXPECT_EQ(seen.left, (kW - inner - 33) / 2);
+  EXPECT_EQ(Width(), inner + 33);
+  EXPECT_EQ(Height(), 63);
   EXPECT_EQ(Rects(), (std::vector<std::vector<int>>{{8, 32, 8 + yes + 16, 52, 2},
                                                     {inner + 24 - no - 16, 32, inner + 24, 52, 1},
                                                     {0, 0, inner + 32, 62, kGadFrame}}));
-  EXPECT_STREQ(seen.rows[0].label, " Yes ");
-  EXPECT_EQ(seen.rows[1].flags, 0x40000000u);
-  EXPECT_EQ(seen.rows[2].flags, 0x18000u);
+  EXPECT_STREQ(rows[0].label, " Yes ");
+  EXPECT_EQ(rows[1].flags, 0x40000000u);
+  EXPECT_EQ(rows[2].flags, 0x18000u);
 
   // Three lines: the long middle one sets the width, and the buttons go 39 pixels lower.
   const char* wide = "a line that is wider than both of the buttons together";
@@ -86,21 +82,19 @@ TEST_F(Requesters, QuestionsAreLaidOutByTheirTextAndLabels) {
   ASSERT_GT(TextWidth(wide), yes + no + 32);
   RequesterAsk(text.c_str(), " Yes ", " No ");
   inner = TextWidth(wide);
-  EXPECT_EQ(seen.width, inner + 33);
-  EXPECT_EQ(seen.height, 89);
-  EXPECT_EQ(seen.rows[0].top, 58);
-  EXPECT_EQ(seen.rows[1].bottom, 78);
-  EXPECT_EQ(seen.rows[1].right, inner + 24);
+  EXPECT_EQ(Width(), inner + 33);
+  EXPECT_EQ(Height(), 89);
+  EXPECT_EQ(Rects()[1], (std::vector<int>{inner + 24 - no - 16, 58, inner + 24, 78, 1}));
   // Black text from x 16, one band of 13 rows a line from y 15, a grey shadow below and right.
   bool band[3] = {}, shadow = false;
-  int leftmost = seen.width;
-  for (int y = 0; y < seen.height; ++y)
+  int leftmost = Width();
+  for (int y = 0; y < Height(); ++y)
     for (int x = 0; x < 16 + inner; ++x) {
-      if (GetPixel(seen.picture.get(), x, y) != 0xFF000000u || y > 60) continue;
+      if (GetPixel(picture.get(), x, y) != 0xFF000000u || y > 60) continue;
       leftmost = std::min(leftmost, x);
       ASSERT_GE(y, 15);
       band[std::min(2, (y - 15) / 13)] = true;
-      shadow |= GetPixel(seen.picture.get(), x + 1, y + 1) == 0xFFA0A0A0u;
+      shadow |= GetPixel(picture.get(), x + 1, y + 1) == 0xFFA0A0A0u;
     }
   EXPECT_TRUE(band[0] && band[1] && band[2]);
   EXPECT_TRUE(shadow);
@@ -109,46 +103,62 @@ TEST_F(Requesters, QuestionsAreLaidOutByTheirTextAndLabels) {
   // Message: one button, at least 30 wide, centred; an empty text is one line.
   RequesterMessage("");
   int button = std::max(30, ok + 16);
-  EXPECT_EQ(seen.width, button + 33);
-  EXPECT_EQ(seen.height, 63);
-  EXPECT_EQ(seen.rows[0].left, (button + 33 - button) / 2);
-  EXPECT_EQ(seen.rows[0].right - seen.rows[0].left, button);
+  EXPECT_EQ(Width(), button + 33);
+  EXPECT_EQ(Height(), 63);
+  EXPECT_EQ(Rects()[0], (std::vector<int>{16, 32, 16 + button, 52, 2}));
 
   // Ask3: three buttons 16 apart, the middle one centred.
   EXPECT_EQ(RequesterAsk3("?", nullptr, nullptr, nullptr), 0);
   const int a3 = TextWidth(" 42 ");
   inner = yes + no + a3 + 64;
-  EXPECT_EQ(seen.width, inner + 33);
-  EXPECT_EQ(seen.rows[1].left, (inner + 33 - no - 16) / 2);
-  EXPECT_EQ(seen.rows[2].right, inner + 24);
-  EXPECT_STREQ(seen.rows[2].label, " 42 ");
+  EXPECT_EQ(Width(), inner + 33);
+  EXPECT_EQ(rows[1].left, (inner + 33 - no - 16) / 2);
+  EXPECT_EQ(rows[2].right, inner + 24);
 
   // Text prompts: 76 high, 204 wide or the title + 32.
   char buf[8] = "x";
   RequesterAskText("T", buf, sizeof buf);
-  EXPECT_EQ(seen.width, 204);
-  EXPECT_EQ(seen.height, 76);
+  EXPECT_EQ(Width(), 204);
+  EXPECT_EQ(Height(), 76);
   RequesterAskText(wide, buf, sizeof buf);
-  EXPECT_EQ(seen.width, TextWidth(wide) + 32);
+  EXPECT_EQ(Width(), TextWidth(wide) + 32);
 }
 
-TEST_F(Requesters, ReturnAndEscapeAnswerWhateverTheLabels) {
-  struct Case {
-    const char* events;
-    int ask, ask3;
-  } cases[] = {
-      {"key Return", 1, 0},
-      {"key Escape", 0, 1},
-      {"key Tab\nchar y\nkey Escape", 0, 1},  // other keys do nothing
-      {"", 1, 0},                             // nobody there: the first button
-      {"wait 5000\nkey Escape", 0, 1},        // the person may take a while
-  };
-  for (const Case& c : cases) {
-    Feed(c.events);
-    EXPECT_EQ(RequesterAsk("Sure?", "Cancel", " OK "), c.ask) << c.events;
-    Feed(c.events);
-    EXPECT_EQ(RequesterAsk3("Which?", "A", "B", "C"), c.ask3) << c.events;
+TEST_F(Requesters, KeysAndReleasesOnAButtonAnswer) {
+  // Return is the first button and Escape the second whatever the labels; other keys do nothing;
+  // with nobody there the first button answers; the person may take a while.
+  for (auto [events, ask, ask3] :
+       std::vector<std::tuple<std::string, int, int>>{{"key Return", 1, 0},
+                                                      {"key Escape", 0, 1},
+                                                      {"key Tab\nchar y\nkey Escape", 0, 1},
+                                                      {"", 1, 0},
+                                                      {"wait 5000\nkey Escape", 0, 1}}) {
+    Feed(events);
+    EXPECT_EQ(RequesterAsk("Sure?", "Cancel", " OK "), ask) << events;
+    Feed(events);
+    EXPECT_EQ(RequesterAsk3("Which?", "A", "B", "C"), ask3) << events;
   }
+
+  // A press answers when its release is on the same button; the right button does nothing here.
+  const int yes = TextWidth(" Yes ") + 16, no = TextWidth(" No ") + 16;
+  const int w = std::max(TextWidth("Sure?"), yes + no) + 33, left = (kW - w) / 2;
+  auto at = [&](int x) {
+    return "move " + std::to_string(left + x) + " " + std::to_string((kH - 63) / 2 + 42) + "\n";
+  };
+  const std::string onYes = at(8 + yes / 2), onNo = at(w - 9 - no / 2);
+  int beeps = BeepCount;
+  for (auto [events, want] : std::vector<std::pair<std::string, int>>{
+           {onYes + "down left\nup left", 1},
+           {onNo + "down left\nup left", 0},
+           {onYes + "down left\n" + at(4) + "up left\nkey Escape", 0},
+           {onYes + "down right\nup right\nkey Escape", 0},
+           {onNo + "down left\n" + onYes + "up left\nkey Return", 1},
+           {"move 5 5\ndown left\nup left\nkey Escape", 0}}) {  // outside: a beep
+    Feed(events);
+    EXPECT_EQ(RequesterAsk("Sure?", nullptr, nullptr), want) << events;
+  }
+  EXPECT_EQ(BeepCount, beeps + 1);
+
   // The end of the feed is still there for the main loop.
   Feed("");
   RequesterMessage("One");
@@ -158,97 +168,44 @@ TEST_F(Requesters, ReturnAndEscapeAnswerWhateverTheLabels) {
   EXPECT_EQ(QuitRequest, 1);
 }
 
-TEST_F(Requesters, AButtonAnswersOnlyWhenTheReleaseIsOnIt) {
-  const int yes = TextWidth(" Yes ") + 16, no = TextWidth(" No ") + 16;
-  const int w = std::max(TextWidth("Sure?"), yes + no) + 33, h = 63;
-  const int left = (kW - w) / 2, top = (kH - h) / 2;
-  auto at = [&](int x, int y) {
-    return "move " + std::to_string(left + x) + " " + std::to_string(top + y) + "\n";
-  };
-  const std::string onYes = at(8 + yes / 2, 42), onNo = at(w - 9 - no / 2, 42);
-  struct Case {
-    std::string events;
-    int want;
-  } cases[] = {
-      {onYes + "down left\nup left", 1},
-      {onNo + "down left\nup left", 0},
-      {onYes + "down left\n" + at(4, 42) + "up left\nkey Escape", 0},
-      {onYes + "down right\nup right\nkey Escape", 0},
-      {onNo + "down left\n" + onYes + "up left\nkey Return", 1},
-  };
-  for (const Case& c : cases) {
-    Feed(c.events);
-    EXPECT_EQ(RequesterAsk("Sure?", nullptr, nullptr), c.want) << c.events;
-  }
-  int beeps = BeepCount;
-  Feed("move 5 5\ndown left\nup left\nkey Escape");
-  EXPECT_EQ(RequesterAsk("Sure?", nullptr, nullptr), 0);
-  EXPECT_EQ(BeepCount, beeps + 1);
-}
-
-struct KeyPress {
-  int code, character, modifiers;
-};
-KeyPress Key(int code, int modifiers = 0) {
-  return {code, 0, modifiers};
-}
-KeyPress Char(int c) {
-  return {kCharacterCode, c, 0};
-}
-
 TEST_F(Requesters, EditFieldKeys) {
   Window* w = CreateWindow(200, 40, 0);
   char text[6], previous[6];
   TextField tf{text, sizeof text, 0, 0};
   FieldEdit fe;
   fe.previous = previous;
-  Gadget rows[] = {{.left = 4,
-                    .top = 4,
-                    .right = 190,
-                    .bottom = 30,
-                    .id = 1,
-                    .flags = kGadTextField,
-                    .extension = &tf,
-                    .linkA = &fe},
-                   {}};
+  Gadget rows[2];
+  rows[0] = {.left = 4, .top = 4, .right = 190, .bottom = 30, .id = 1, .flags = kGadTextField};
+  rows[0].extension = &tf, rows[0].linkA = &fe;
   w->gadgets = rows;
+  const int shift = kQualShift, ctrl = kQualControl, C = kCharacterCode;
   struct Case {
     const char* before;
     int caret;
-    std::vector<KeyPress> keys;
+    std::vector<std::array<int, 3>> keys;  // code, character, modifiers
     const char* after;
-    int caretAfter, result;
+    int caretAfter, result = kEditGoOn;
     bool number = false;
   } cases[] = {
-      {"abc", 1, {Key(36)}, "abc", 0, kEditGoOn},
-      {"abc", 1, {Key(35)}, "abc", 3, kEditGoOn},
-      {"abcd", 2, {Key(37)}, "abcd", 1, kEditGoOn},
-      {"abcd", 2, {Key(37, kQualShift)}, "abcd", 0, kEditGoOn},
-      {"abcd", 2, {Key(39)}, "abcd", 3, kEditGoOn},
-      {"abcd", 2, {Key(39, kQualShift)}, "abcd", 4, kEditGoOn},
-      {"abcd", 2, {Char(155), Char('D')}, "abcd", 1, kEditGoOn},
-      {"abcd", 2, {Char(155), Char('C')}, "abcd", 3, kEditGoOn},
-      {"abcd", 2, {Key(8)}, "acd", 1, kEditGoOn},
-      {"abcd", 2, {Key(8, kQualControl)}, "cd", 0, kEditGoOn},
-      {"abcd", 1, {Key(kKeyDelete)}, "acd", 1, kEditGoOn},
-      {"abcd", 1, {Char(127)}, "acd", 1, kEditGoOn},
-      {"abcd", 1, {Key(kKeyDelete, kQualControl)}, "a", 1, kEditGoOn},
-      {"abc", 1, {Char('x')}, "axbc", 2, kEditGoOn},
-      {"abcd", 4, {Char('x'), Char('y')}, "abcdx", 5, kEditGoOn},  // 5 characters fit in 6
-      {"abcd", 2, {Char(24)}, "", 0, kEditGoOn},
-      {"abcd", 2, {Char(24), Char(26)}, "abcd", 4, kEditGoOn},
-      {"abcd", 2, {Char(24), Char(26), Char(26)}, "", 0, kEditGoOn},
-      {"ab", 0, {Char(3), Char(24), Char(22), Char(22)}, "abab", 4, kEditGoOn},
-      {"ab", 1, {Char(13)}, "ab", 1, kEditDone},
-      {"ab", 1, {Key(13)}, "ab", 1, kEditDone},
-      {"ab", 1, {Key(9)}, "ab", 1, kEditNext},
-      {"ab", 1, {Key(112)}, "ab", 1, kEditIgnored},
-      {"ab", 1, {Key(kKeyEscape)}, "ab", 1, kEditIgnored},
-      {"ab", 1, {Key(13 | kKeyRelease)}, "ab", 1, kEditIgnored},
-      {"12", 2, {Char('a')}, "12", 2, kEditIgnored, true},
-      {"12", 2, {Char('5'), Char('-')}, "125", 3, kEditIgnored, true},
-      {"12", 0, {Char('-')}, "-12", 1, kEditGoOn, true},
-      {"  7", 2, {Char('+')}, "  +7", 3, kEditGoOn, true},
+      {"abc", 1, {{36, 0, 0}}, "abc", 0},
+      {"abcd", 2, {{37, 0, shift}}, "abcd", 0},
+      {"abcd", 2, {{39, 0, shift}}, "abcd", 4},
+      {"abcd", 2, {{C, 155, 0}, {C, 'D', 0}}, "abcd", 1},
+      {"abcd", 2, {{8, 0, 0}}, "acd", 1},
+      {"abcd", 2, {{8, 0, ctrl}}, "cd", 0},
+      {"abcd", 1, {{kKeyDelete, 0, 0}}, "acd", 1},
+      {"abcd", 1, {{kKeyDelete, 0, ctrl}}, "a", 1},
+      {"abc", 1, {{C, 'x', 0}}, "axbc", 2},
+      {"abcd", 4, {{C, 'x', 0}, {C, 'y', 0}}, "abcdx", 5},  // 5 characters fit in 6 bytes
+      {"abcd", 2, {{C, 24, 0}, {C, 26, 0}}, "abcd", 4},     // clear, then undo
+      {"abcd", 2, {{C, 24, 0}, {C, 26, 0}, {C, 26, 0}}, "", 0},
+      {"ab", 0, {{C, 3, 0}, {C, 24, 0}, {C, 22, 0}, {C, 22, 0}}, "abab", 4},
+      {"ab", 1, {{13, 0, 0}}, "ab", 1, kEditDone},
+      {"ab", 1, {{9, 0, 0}}, "ab", 1, kEditNext},
+      {"ab", 1, {{kKeyEscape, 0, 0}}, "ab", 1, kEditIgnored},
+      {"12", 2, {{C, '5', 0}, {C, '-', 0}}, "125", 3, kEditIgnored, true},
+      {"12", 0, {{C, '-', 0}}, "-12", 1, kEditGoOn, true},
+      {"  7", 2, {{C, '+', 0}}, "  +7", 3, kEditGoOn, true},
   };
   for (const Case& c : cases) {
     std::strcpy(text, c.before);
@@ -256,14 +213,13 @@ TEST_F(Requesters, EditFieldKeys) {
     tf.caret = c.caret;
     fe.number = c.number;
     int result = 0;
-    for (const KeyPress& k : c.keys)
-      result = EditField(w, &rows[0], k.code, k.character, k.modifiers);
-    EXPECT_STREQ(text, c.after) << c.before << " " << c.keys[0].code << "/" << c.keys[0].character;
-    EXPECT_EQ(tf.caret, c.caretAfter) << c.before << " " << c.keys[0].code;
-    EXPECT_EQ(result, c.result) << c.before << " " << c.keys[0].code;
+    for (const auto& k : c.keys) result = EditField(w, &rows[0], k[0], k[1], k[2]);
+    std::string what = std::string(c.before) + " " + std::to_string(c.keys[0][0]);
+    EXPECT_STREQ(text, c.after) << what;
+    EXPECT_EQ(tf.caret, c.caretAfter) << what;
+    EXPECT_EQ(result, c.result) << what;
   }
-  // A read-only field takes nothing.
-  rows[0].flags |= kGadSunk;
+  rows[0].flags |= kGadSunk;  // read-only
   std::strcpy(text, "ab");
   EXPECT_EQ(EditField(w, &rows[0], kCharacterCode, 'x', 0), kEditIgnored);
   EXPECT_STREQ(text, "ab");
@@ -271,38 +227,27 @@ TEST_F(Requesters, EditFieldKeys) {
 }
 
 TEST_F(Requesters, PromptsEditACopyAndKeepItOnlyOnOk) {
-  struct Case {
-    const char* events;
-    int want;
-    const char* after;
-  } cases[] = {
-      {"char s\nkey Return", 0, "Velas"},
-      {"char s\nkey Tab", 0, "Velas"},
-      {"char s\nkey Escape", 1, "Vela"},
-      {"char a\nchar b\nchar c", 0, "Velaa"},  // five characters in six bytes, then nobody
-  };
-  for (const Case& c : cases) {
+  for (auto [events, want, after] : std::vector<std::tuple<std::string, int, std::string>>{
+           {"char s\nkey Return", 0, "Velas"},
+           {"char s\nkey Tab", 0, "Velas"},
+           {"char s\nkey Escape", 1, "Vela"},
+           {"char a\nchar b\nchar c", 0, "Velaa"}}) {  // five characters in six bytes
     char buf[6] = "Vela";
-    Feed(c.events);
-    EXPECT_EQ(RequesterAskText("Name", buf, sizeof buf), c.want) << c.events;
-    EXPECT_STREQ(buf, c.after) << c.events;
+    Feed(events);
+    EXPECT_EQ(RequesterAskText("Name", buf, sizeof buf), want) << events;
+    EXPECT_EQ(buf, after) << events;
   }
   // Numbers: digits only, kept within the limits on leaving; Cancel keeps the value.
-  struct Number {
-    const char* events;
-    int want, value;
-  } numbers[] = {
-      {"key Backspace\nchar 4\nchar x\nchar 2\nkey Return", 0, 42},
-      {"char 9\nchar 9\nkey Return", 0, 100},
-      {"key Backspace\nchar -\nchar 3\nkey Return", 0, -3},
-      {"char 1\nkey Escape", -1, 5},
-      {"", 0, 5},
-  };
-  for (const Number& n : numbers) {
+  for (auto [events, want, value] : std::vector<std::tuple<std::string, int, int>>{
+           {"key Backspace\nchar 4\nchar x\nchar 2\nkey Return", 0, 42},
+           {"char 9\nchar 9\nkey Return", 0, 100},
+           {"key Backspace\nchar -\nchar 3\nkey Return", 0, -3},
+           {"char 1\nkey Escape", -1, 5},
+           {"", 0, 5}}) {
     int v = 5;
-    Feed(n.events);
-    EXPECT_EQ(RequesterAskNumber("Count", &v, 100, -10), n.want) << n.events;
-    EXPECT_EQ(v, n.value) << n.events;
+    Feed(events);
+    EXPECT_EQ(RequesterAskNumber("Count", &v, 100, -10), want) << events;
+    EXPECT_EQ(v, value) << events;
   }
 }
 
@@ -315,9 +260,8 @@ TEST_F(Requesters, TheGaugeFillsItsBarAndStops) {
   const int left = (250 - 205) / 2, top = 95 - 52, bottom = 95 - 37;
   const Gadget& stop = g->gadgets[0];
   EXPECT_STREQ(stop.label, " Stop ");
-  EXPECT_EQ(stop.top, 95 - 28);
-  EXPECT_EQ(stop.bottom, 95 - 8);
-  EXPECT_EQ(stop.left, (250 - (stop.right - stop.left)) / 2);
+  EXPECT_EQ(std::vector<int>({stop.left, stop.top, stop.bottom}),
+            std::vector<int>({(250 - (stop.right - stop.left)) / 2, 95 - 28, 95 - 8}));
   // Black bar columns inside the frame, checked on the screen too.
   auto filled = [&] {
     int n = 0;
@@ -377,7 +321,6 @@ TEST_F(Requesters, TheGaugeFillsItsBarAndStops) {
   HoldGauge();
   OpenGauge("Held");
   ReleaseGauge();
-  EXPECT_EQ(GaugeWindow(), nullptr);
   GaugeEnabled = 0;
   OpenGauge("Off");
   EXPECT_EQ(GaugeWindow(), nullptr);
