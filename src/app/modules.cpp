@@ -61,7 +61,7 @@ bool StartStrokes() {
 
 // The wheel sizes the current tool, one step a notch.
 void WheelTool(int steps) {
-  SetToolSize(ToolSize() + steps);
+  ChangeToolSize(steps);
 }
 
 // The page, then the Windows over it.

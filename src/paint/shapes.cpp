@@ -1,20 +1,28 @@
 // The shape tools as state machines over the input state, their rubber bands and figures.
 #include "paint/shapes.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "host/host.h"
 #include "paint/brush.h"
+#include "paint/draw_modes.h"
 #include "paint/paint_ops.h"
 #include "paint/stroke.h"
 #include "paint/wet.h"
 #include "pixels/display.h"
 #include "project/compose.h"
 #include "project/undo.h"
+#include "start/ask.h"
+#include "start/config_store.h"
 #include "start/input.h"
 #include "start/main_loop.h"
+#include "start/settings.h"
 #include "start/workspace.h"
 
 namespace vela {
@@ -132,6 +140,12 @@ bool ButtonHeld(int button) {
   return button == 1 ? In.leftDown != 0 : In.rightDown != 0;
 }
 
+// The button whose pen paints now: the press's while it is held, else the one still down.
+int HeldButton() {
+  if (In.leftDown && In.rightDown) return Shape.button ? Shape.button : 1;
+  return In.leftDown ? 1 : In.rightDown ? 2 : 0;
+}
+
 void Hover() {
   Brush* b = CurrentBrush();
   if (b && Ws.page && !Ws.noPage) MoveCursor(b, In.pageX, In.pageY);
@@ -147,8 +161,9 @@ void MarkOnPage(int x0, int y0, int x1, int y1) {
   MarkChanged(x0, y0, x1, y1);
 }
 
+// The conversion truncates: a pointer must reach the next whole pixel to widen the circle.
 int Radius(int dx, int dy) {
-  return static_cast<int>(std::lround(std::sqrt(double(dx) * dx + double(dy) * dy)));
+  return static_cast<int>(std::sqrt(double(dx) * dx + double(dy) * dy));
 }
 
 }  // namespace
@@ -516,11 +531,78 @@ void DrawPointList(const std::vector<Fixed16>& pts, Pixel colour, bool erase, in
   EndFigure();
 }
 
-void FillShapeRegion(const FillRegion& region, Pixel colour, bool erase) {
-  if (RegionFill) {
-    RegionFill(region, colour, erase);
-    return;
+namespace {
+
+// The pixels of a region, row by row: [x0, x1] runs of whole page pixels.
+using RunSink = void (*)(int y, int x0, int x1, void* user);
+
+void RegionRuns(const FillRegion& region, const Block* page, RunSink sink, void* user) {
+  const int w = page->width, h = page->height;
+  auto run = [&](int y, int x0, int x1) {
+    if (y < 0 || y >= h) return;
+    x0 = std::max(x0, 0), x1 = std::min(x1, w - 1);
+    if (x0 <= x1) sink(y, x0, x1, user);
+  };
+  switch (region.kind) {
+    case FillRegion::Rectangle:
+      for (int y = std::max(region.y0, 0); y <= std::min(region.y1, h - 1); ++y)
+        run(y, region.x0, region.x1);
+      return;
+    case FillRegion::Ellipse: {
+      // Between the rim pixels the outline would draw, so the two forms cover the same figure.
+      struct Rows {
+        std::vector<int> lo, hi;
+        int cy, h;
+      } rows{std::vector<int>(h, INT32_MAX), std::vector<int>(h, INT32_MIN), region.cy, h};
+      WalkEllipse(
+          region.rx, region.ry,
+          [](int x, int y, int, int, int, void* u) {
+            auto* r = static_cast<Rows*>(u);
+            const int64_t row = int64_t{r->cy} + y;
+            if (row < 0 || row >= r->h) return;
+            r->lo[row] = std::min(r->lo[row], x);
+            r->hi[row] = std::max(r->hi[row], x);
+          },
+          &rows);
+      for (int y = 0; y < h; ++y)
+        if (rows.lo[y] <= rows.hi[y])
+          run(y, static_cast<int>(std::clamp<int64_t>(int64_t{region.cx} + rows.lo[y], -1, w)),
+              static_cast<int>(std::clamp<int64_t>(int64_t{region.cx} + rows.hi[y], -1, w)));
+      return;
+    }
+    case FillRegion::Polygon: {
+      // Even-odd at pixel centres; a whole coordinate p + 0.5 lies in the middle of pixel p.
+      const auto& p = region.points;
+      if (p.size() < 3) return;
+      double top = INFINITY, bottom = -INFINITY;
+      for (const Fixed16& q : p)
+        top = std::min(top, q.y / 65536.0), bottom = std::max(bottom, q.y / 65536.0);
+      const int y0 = static_cast<int>(std::max(std::floor(top), 0.0));
+      const int y1 = static_cast<int>(std::min(std::ceil(bottom), h - 1.0));
+      std::vector<double> xs;
+      for (int y = y0; y <= y1; ++y) {
+        const double yc = y + 0.5;
+        xs.clear();
+        for (size_t i = 0; i < p.size(); ++i) {
+          const Fixed16 a = p[i], b = p[(i + 1) % p.size()];
+          const double ay = a.y / 65536.0, by = b.y / 65536.0;
+          if ((ay <= yc) == (by <= yc)) continue;
+          const double ax = a.x / 65536.0, bx = b.x / 65536.0;
+          xs.push_back(ax + (yc - ay) * (bx - ax) / (by - ay));
+        }
+        std::sort(xs.begin(), xs.end());
+        for (size_t i = 0; i + 1 < xs.size(); i += 2) {
+          const double l = std::clamp(std::ceil(xs[i] - 0.5), -1.0, double(w));
+          const double r = std::clamp(std::ceil(xs[i + 1] - 0.5) - 1, -1.0, double(w));
+          run(y, static_cast<int>(l), static_cast<int>(r));
+        }
+      }
+      return;
+    }
   }
+}
+
+void OutlineRegion(const FillRegion& region, Pixel colour, bool erase) {
   switch (region.kind) {
     case FillRegion::Rectangle:
       DrawRectangleOutline(region.x0, region.y0, region.x1, region.y1, colour, erase);
@@ -542,6 +624,64 @@ void FillShapeRegion(const FillRegion& region, Pixel colour, bool erase) {
   }
 }
 
+}  // namespace
+
+int SolidFillRegion(const FillRegion& region, Pixel colour, bool erase) {
+  Block* page = Ws.page;
+  if (!page) return -1;
+  if (Brush* b = CurrentBrush(); b && (b->cursorFlags & CursorShown)) HideCursor(b);
+  // The mode's span loop with full coverage: what the fill of a plain colour lays.
+  const Pixel pen = Draw.APen;
+  const int antialias = Draw.antialias;
+  Draw.APen = colour;
+  Draw.antialias = 1;
+  SpanOperation span = SelectSpanOperation(erase, 255);
+  Draw.APen = pen;
+  Draw.antialias = antialias;
+  if (!span) return -1;
+  struct Run {
+    int y, x0, x1;
+  };
+  std::vector<Run> runs;
+  RegionRuns(
+      region, page,
+      [](int y, int x0, int x1, void* u) {
+        static_cast<std::vector<Run>*>(u)->push_back({y, x0, x1});
+      },
+      &runs);
+  if (runs.empty()) return 0;
+  // Pantograph reads rows above when its offset points up: those rows go last.
+  if (!erase && Ws.drawMode == DrawPantograph && Draw.pantoY < 0)
+    std::reverse(runs.begin(), runs.end());
+  const std::vector<uint8_t> full(page->width, 255);
+  int x0 = page->width, x1 = -1, y0 = page->height, y1 = -1;
+  auto oldShow = Draw.showRect;
+  Draw.showRect = nullptr;  // one refresh at the end
+  ++Stamp;
+  for (const Run& r : runs) {
+    if (BreakFlag) break;
+    span(r.x0, r.y, r.x1 - r.x0 + 1, full.data());
+    x0 = std::min(x0, r.x0), x1 = std::max(x1, r.x1);
+    y0 = std::min(y0, r.y), y1 = std::max(y1, r.y);
+  }
+  Draw.showRect = oldShow;
+  if (x0 > x1) return 0;
+  if (UndoLabelHook) UndoLabelHook("Fill");
+  MarkOnPage(x0, y0, x1, y1);
+  FillToDisplay(x0, y0, x1 - x0 + 1, y1 - y0 + 1);
+  return 0;
+}
+
+void FillShapeRegion(const FillRegion& region, Pixel colour, bool erase) {
+  if (RegionFill) {
+    RegionFill(region, colour, erase);
+    return;
+  }
+  // Until the fills arrive: a solid fill, or the outline in a mode without a span loop.
+  if (SolidFillRegion(region, colour, erase) != 0) OutlineRegion(region, colour, erase);
+  EndFigure();
+}
+
 // ---- Steps --------------------------------------------------------------------------------------
 
 void PointToolStep() {
@@ -560,6 +700,7 @@ void PointToolStep() {
   Brush* b = ShapeBrush();
   if (!b || !Ws.page) return;
   Shape.phase = 2;
+  Shape.button = HeldButton();
   const Fixed16 p = Pointer();
   const bool erase = Shape.button == 2;
   const Pixel colour = PenOf(Shape.button);
@@ -881,10 +1022,19 @@ void SplineToolStep() {
 }
 
 void EndShapeTool(int tool) {
-  if (tool == kToolSpline && Shape.phase >= 2)
+  if (tool == kToolSpline && Shape.phase >= 2) {
+    // A key may end the tool in the batch of a move that no step has seen yet.
+    Shape.control = Pointer();
     FinishSpline();
-  else if (tool == kToolDraw && Shape.phase != 0 && !ShapeFilled(kToolDraw))
+  } else if (tool == kToolDraw && Shape.phase != 0 && ShapeFilled(kToolDraw)) {
+    RemoveOverlay();
+    Shape.points.push_back(Pointer());
+    FillRegion region;
+    region.points = std::move(Shape.points);
+    FillShapeRegion(region, PenOf(Shape.button), Shape.button == 2);
+  } else if (tool == kToolDraw && Shape.phase != 0) {
     EndFigure();
+  }
   RemoveOverlay();
   if (Brush* b = CurrentBrush(); b && (b->cursorFlags & CursorShown)) HideCursor(b);
   Shape.phase = 0;
@@ -895,6 +1045,83 @@ void EndShapeTool(int tool) {
 
 void EndCurrentShapeTool() {
   EndShapeTool(CurrentTool);
+}
+
+// ---- Settings -----------------------------------------------------------------------------------
+
+namespace {
+
+constexpr const char* kSettings = "Settings";
+
+// "word" is one of the two choices: 0 or 1; -1 for neither.
+int Choice(const char* word, const char* first, const char* second) {
+  while (*word == ' ') ++word;
+  std::string w(word);
+  while (!w.empty() && w.back() == ' ') w.pop_back();
+  if (strcasecmp(w.c_str(), first) == 0) return 0;
+  if (strcasecmp(w.c_str(), second) == 0) return 1;
+  return -1;
+}
+
+void ReadChoice(const char* key, const char* first, const char* second, int32_t* value) {
+  int c = Choice(ConfigString(kSettings, key, "").c_str(), first, second);
+  if (c >= 0) *value = c;
+}
+
+// Asks for one of two words; a cancel or another word keeps the setting.
+void AskChoice(const char* title, const char* first, const char* second, int32_t* value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%s", *value ? second : first);
+  if (!AskText(title, text, sizeof text)) return;
+  int c = Choice(text, first, second);
+  if (c >= 0) *value = c;
+}
+
+}  // namespace
+
+void LoadShapeSettings() {
+  ReadChoice("Dotted freehand", "Continue", "Single", &Shapes.dottedSingle);
+  ReadChoice("Circle", "Center", "3 Points", &Shapes.circle3);
+  int start, end;
+  if (std::sscanf(ConfigString(kSettings, "Line pressure", "").c_str(), "%d %d", &start, &end) ==
+      2) {
+    Shapes.lineStart = std::clamp(start, 0, 255);
+    Shapes.lineEnd = std::clamp(end, 0, 255);
+  }
+}
+
+void SaveShapeSettings() {
+  ConfigPut(kSettings, "Dotted freehand", Shapes.dottedSingle ? "Single" : "Continue");
+  ConfigPut(kSettings, "Circle", Shapes.circle3 ? "3 Points" : "Center");
+  char text[32];
+  std::snprintf(text, sizeof text, "%d %d", Shapes.lineStart, Shapes.lineEnd);
+  ConfigPut(kSettings, "Line pressure", text);
+}
+
+void OpenShapeSettings(int tool) {
+  switch (tool) {
+    case kToolPoint:
+      AskChoice("Dotted freehand", "Continue", "Single", &Shapes.dottedSingle);
+      break;
+    case kToolCircle:
+      AskChoice("Circle", "Center", "3 Points", &Shapes.circle3);
+      break;
+    case kToolLine:
+    case kToolSpline: {
+      // Shown in percent, kept as 0..255.
+      char text[32];
+      std::snprintf(text, sizeof text, "%d %d", Shapes.lineStart * 100 / 255,
+                    Shapes.lineEnd * 100 / 255);
+      if (!AskText("Line pressure: Start End", text, sizeof text)) break;
+      int start, end;
+      if (std::sscanf(text, "%d %d", &start, &end) != 2) break;
+      Shapes.lineStart = std::clamp(start, 0, 100) * 255 / 100;
+      Shapes.lineEnd = std::clamp(end, 0, 100) * 255 / 100;
+      break;
+    }
+    default:
+      break;
+  }
 }
 
 }  // namespace vela

@@ -125,11 +125,22 @@ struct FillRegion {
   std::vector<Fixed16> points;             // Polygon
   int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;  // Rectangle, whole pixels, ordered
   int32_t cx = 0, cy = 0, rx = 0, ry = 0;  // Ellipse, whole pixels
+  int32_t g = 0, t = 0;                    // a script's gradient pair, handed on to the fills
 };
 // The fill operations install themselves here.
 extern int (*RegionFill)(const FillRegion& region, Pixel colour, bool erase);
-// Every filled form reaches the fills through this one call; until a fill is installed its
-// outline is drawn instead.
+// Every filled form reaches the fills through this one call; until a fill is installed the
+// region is filled solid, or outlined in a mode without a span loop.
 void FillShapeRegion(const FillRegion& region, Pixel colour, bool erase);
+// The region in colour (or erased) through the draw mode's span loop at full coverage; -1 when
+// the mode has none.
+int SolidFillRegion(const FillRegion& region, Pixel colour, bool erase);
+
+// ---- Settings ----------------------------------------------------------------------------------
+// "Dotted freehand", "Circle" and "Line pressure" in section "Settings".
+void LoadShapeSettings();
+void SaveShapeSettings();
+// The settings of a shape tool, as its right click opens them.
+void OpenShapeSettings(int tool);
 
 }  // namespace vela

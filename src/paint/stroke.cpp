@@ -177,10 +177,12 @@ void UpdateStrokeInputs(int pressure, int speed) {
   } else {
     Inputs.size = Inputs.opacity = std::clamp(pressure, 0, 255);
   }
-  if (StrokeCtx.speedOn) {
-    if (Inputs.size != Inputs.opacity) Inputs.size = Inputs.opacity = speed;
-  } else if (StrokeCtx.speedInvert) {
-    Inputs.opacity = 255 - Inputs.opacity;
+  // Speed stands in for a device without pressure (its inputs differ). Inverted speed reads high
+  // when fast: the size follows it, the opacity takes it turned back, so that a pointer at rest
+  // still lays full paint instead of none.
+  if (StrokeCtx.speedOn && Inputs.size != Inputs.opacity) {
+    Inputs.size = Inputs.opacity = speed;
+    if (StrokeCtx.speedInvert) Inputs.opacity = 255 - Inputs.opacity;
   }
   Inputs.shown = Inputs.size == Inputs.opacity ? Inputs.size : speed;
 }

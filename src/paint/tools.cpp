@@ -20,6 +20,7 @@
 #include "project/undo.h"
 #include "start/config_store.h"
 #include "start/main_loop.h"
+#include "start/message.h"
 #include "start/random.h"
 #include "start/settings.h"
 #include "start/workspace.h"
@@ -72,8 +73,45 @@ const Presets& PresetTable() {
   return presets;
 }
 
-// The image the custom Brush tool stamps with, until the brush cut-out keeps its own.
+// The image the custom Brush tool stamps with; the tool owns it.
 Block* g_customImage = nullptr;
+
+// Without a custom image the tool makes a transparent 4×4 one, which sizes as any other.
+const Block* EnsureCustomImage() {
+  if (!g_customImage) g_customImage = NewBlock(4, 4);
+  return g_customImage;
+}
+
+// Nearest pixels: a size step must keep the image's hard edges.
+Block* StretchBlock(const Block* src, int width, int height) {
+  Block* dst = AllocBlock(width, height);
+  if (!dst) return nullptr;
+  for (int y = 0; y < height; ++y) {
+    const Pixel* in = src->Row(static_cast<int>(int64_t{y} * src->height / height));
+    Pixel* out = dst->Row(y);
+    for (int x = 0; x < width; ++x) out[x] = in[int64_t{x} * src->width / width];
+  }
+  return dst;
+}
+
+// 110% or 90% of both dimensions, by at least one pixel, never under 1.
+void StepCustomImage(int direction) {
+  const Block* img = EnsureCustomImage();
+  if (!img) return;
+  auto next = [direction](int v) {
+    int n = direction > 0 ? v * 110 / 100 : v * 90 / 100;
+    if (n == v) n += direction;
+    return std::max(n, 1);
+  };
+  const int w = next(img->width), h = next(img->height);
+  if (w == img->width && h == img->height) return;
+  Block* resized = StretchBlock(img, w, h);
+  if (!resized) {
+    Message(" Not enough memory");
+    return;
+  }
+  SetCustomImage(resized);
+}
 
 int SizeMin(int tool) {
   return tool == ToolPen ? 0 : kDabSizeMin;
@@ -89,12 +127,12 @@ void SetUndoMode(int mode) {
 }
 
 Brush* MakeCustomBrush(const CustomBrushRecord& rec) {
-  const Block* img = g_customImage;
+  const Block* img = EnsureCustomImage();
   Brush* b = NewBrush(img ? img->width : 4, img ? img->height : 4, true);
   if (!b) return nullptr;
   const size_t n = static_cast<size_t>(b->width) * b->height;
-  if (img)
-    std::copy(img->data, img->data + n, b->pixels->data);
+  if (img && img->width == b->width && img->height == b->height)
+    for (int y = 0; y < b->height; ++y) std::copy_n(img->Row(y), b->width, b->pixels->Row(y));
   else
     std::fill(b->pixels->data, b->pixels->data + n, Pixel{0});
   for (size_t i = 0; i < n; ++i) b->mask[i] = static_cast<uint8_t>(b->pixels->data[i] >> 24);
@@ -104,6 +142,17 @@ Brush* MakeCustomBrush(const CustomBrushRecord& rec) {
 }
 
 }  // namespace
+
+void SetCustomImage(Block* image) {
+  if (image == g_customImage) return;
+  FreeBlock(g_customImage);
+  g_customImage = image;
+  if (Tools.current == ToolCustomBrush || Tools.current == ToolTextBrush) ActivateTool();
+}
+
+const Block* CustomImage() {
+  return g_customImage;
+}
 
 const uint8_t* EnvelopePreset(int index) {
   index = ((index % kEnvelopePresetCount) + kEnvelopePresetCount) % kEnvelopePresetCount;
@@ -207,8 +256,7 @@ int ActivateTool() {
   auto flags = [](int pressure, int speed, int limit, int inversion) {
     StrokeCtx.pressureOn = pressure != 0;
     StrokeCtx.speedOn = speed != 0;
-    // The inversion turns the speed reading over; without speed there is nothing to turn.
-    StrokeCtx.speedInvert = inversion != 0 && speed != 0;
+    StrokeCtx.speedInvert = inversion != 0;
     SpeedScale = limit;
     PressureScale = limit;
   };
@@ -361,12 +409,20 @@ void ResetTool() {
   SelectDrawingTool(ToolPen);
 }
 
+void ChangeToolSize(int steps) {
+  if (Tools.current == ToolCustomBrush) {
+    for (int i = 0; i < std::abs(steps); ++i) StepCustomImage(steps > 0 ? 1 : -1);
+    return;
+  }
+  SetToolSize(ToolSize() + steps);
+}
+
 void IncreaseToolsSize() {
-  SetToolSize(ToolSize() + 1);
+  ChangeToolSize(1);
 }
 
 void DecreaseToolsSize() {
-  SetToolSize(ToolSize() - 1);
+  ChangeToolSize(-1);
 }
 
 void PressToolUndo(bool left, bool right) {
@@ -502,6 +558,7 @@ void LoadPensSettings() {
   Tools.current = tool < 0 ? ToolPen : tool;
   Tools.lastActivated = -1;
   ActivateTool();
+  LoadShapeSettings();
 }
 
 void SavePensSettings() {
@@ -524,14 +581,38 @@ void SavePensSettings() {
              {c.pressure, c.speed, c.limit, c.opacity, c.step, c.autoStep, c.smooth, c.inversion});
   const char* selected = ToolKey(Tools.current);
   ConfigPut(kSection, "Selected", selected ? selected : "Pen");
+  SaveShapeSettings();
 }
 
 // ---- Actions ----------------------------------------------------------------------------------
 
 namespace {
 
+bool HasFilledForm(int shapeTool) {
+  switch (shapeTool) {
+    case kToolDraw:
+    case kToolCircle:
+    case kToolRectangle:
+    case kToolSpline:
+    case kToolEllipse:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// A second press on the key of the current shape turns it between outline and fill.
 void Choose(int shapeTool) {
+  const bool again = CurrentTool == shapeTool && !CurrentToolHook();
   SelectGadget(shapeTool, -1);
+  if (again && HasFilledForm(shapeTool)) ToggleShapeFilled(shapeTool);
+}
+
+// The right click's press on the current shape's gadget.
+void OpenSettings() {
+  const int tool = CurrentTool;
+  SelectGadget(tool, -2);
+  OpenShapeSettings(tool);
 }
 
 const ActionRow kToolActions[] = {
@@ -558,6 +639,7 @@ const ActionRow kToolActions[] = {
     {"SelectRectangle", [] { Choose(kToolRectangle); }},
     {"SelectSpline", [] { Choose(kToolSpline); }},
     {"SelectEllipse", [] { Choose(kToolEllipse); }},
+    {"OpenSettings", OpenSettings},
 };
 
 }  // namespace

@@ -5,13 +5,14 @@
 #include <cstdint>
 #include <span>
 
+#include "pixels/block.h"
 #include "start/actions.h"
 
 namespace vela {
 
-// The Pen reads speed inverted, so at rest its paint would vanish: a fresh Pen leaves speed off.
+// The Pen reads speed inverted: a fast stroke runs towards Size 2.
 struct PenRecord {
-  int32_t pressure = 1, speed = 0, limit = 25;
+  int32_t pressure = 1, speed = 1, limit = 25;
   int32_t size1 = 3;  // radius at minimum effect
   int32_t size2 = 0;  // radius at maximum effect: the pressure target
 };
@@ -89,8 +90,16 @@ void SetToolPower(int tool, int power);
 void PreviousTool();
 void NextTool();
 void ResetTool();
+// Steps the current tool's size: by 1 within the slider's limits, or for the custom Brush to
+// 110% or 90% of both dimensions a step. The wheel and the size keys come here.
+void ChangeToolSize(int steps);
 void IncreaseToolsSize();
 void DecreaseToolsSize();
+
+// The custom image tools 8 and 9 stamp with; the tools take ownership. Null until one is cut or
+// the tool makes its transparent 4×4.
+void SetCustomImage(Block* image);
+const Block* CustomImage();
 
 // One Newton step from a power-of-two guess.
 uint32_t QuickSqrt(uint32_t x);

@@ -2,6 +2,7 @@
 #include "script/tool_commands.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -151,6 +152,61 @@ void CmdZDot(CommandRecord*, const char* args) {
   StrokeLine(brush, x, y, x, y, Pen(i[2]), 0, i[4] == 0, -z, -z, z, z);
 }
 
+namespace {
+
+void FillFigure(FillRegion region, int32_t b) {
+  FillShapeRegion(region, Pen(b), false);
+}
+
+}  // namespace
+
+void CmdRectFill(CommandRecord*, const char* args) {
+  ParseNumbers(args, 7);
+  const int32_t* i = CommandArgs.integer;
+  if (!Ready()) return;
+  FillRegion region;
+  region.kind = FillRegion::Rectangle;
+  region.x0 = std::min(i[0], i[2]), region.x1 = std::max(i[0], i[2]);
+  region.y0 = std::min(i[1], i[3]), region.y1 = std::max(i[1], i[3]);
+  region.g = i[4], region.t = i[5];
+  FillFigure(region, i[6]);
+}
+
+void CmdCircleFill(CommandRecord*, const char* args) {
+  ParseNumbers(args, 6);
+  const int32_t* i = CommandArgs.integer;
+  if (!Ready()) return;
+  FillRegion region;
+  region.kind = FillRegion::Ellipse;
+  region.cx = i[0], region.cy = i[1];
+  region.rx = region.ry = i[2] == INT32_MIN ? INT32_MAX : std::abs(i[2]);
+  region.g = i[3], region.t = i[4];
+  FillFigure(region, i[5]);
+}
+
+void CmdEllipseFill(CommandRecord*, const char* args) {
+  ParseNumbers(args, 7);
+  const int32_t* i = CommandArgs.integer;
+  if (!Ready()) return;
+  FillRegion region;
+  region.kind = FillRegion::Ellipse;
+  region.cx = i[0], region.cy = i[1];
+  region.rx = i[2] == INT32_MIN ? INT32_MAX : std::abs(i[2]);
+  region.ry = i[3] == INT32_MIN ? INT32_MAX : std::abs(i[3]);
+  region.g = i[4], region.t = i[5];
+  FillFigure(region, i[6]);
+}
+
+void CmdAreaDraw(CommandRecord*, const char* args) {
+  ParseNumbers(args, 3);
+  const int32_t* i = CommandArgs.integer;
+  if (!Ready()) return;
+  FillRegion region;
+  region.points = AreaPoints;
+  region.g = i[0], region.t = i[1];
+  FillFigure(region, 0);
+}
+
 void CmdGhostLine(CommandRecord*, const char* args) {
   ParseNumbers(args, 5);
   const int32_t* i = CommandArgs.integer;
@@ -160,8 +216,18 @@ void CmdGhostLine(CommandRecord*, const char* args) {
 // ---- Tools --------------------------------------------------------------------------------------
 
 void CmdPen(CommandRecord* r, const char* args) {
+  // A tool's word before the size chooses that tool: "qd_pen oil 15" is the Oil at size 15.
+  int tool = ToolPen;
+  const char* p = args;
+  while (*p == ' ' || *p == '\t') ++p;
+  const char* end = p;
+  while (std::isalpha(static_cast<unsigned char>(*end))) ++end;
+  if (end > p && (*end == 0 || *end == ' ' || *end == '\t')) {
+    int named = ToolFromKey(std::string(p, end).c_str());
+    if (named >= 0) tool = named, args = end;
+  }
   ParseNumbers(args, 1);
-  SelectDrawingTool(ToolPen);
+  SelectDrawingTool(tool);
   AnswerF(r, "%d", SetToolSize(CommandArgs.integer[0]));
 }
 

@@ -17,8 +17,13 @@ void CmdAreaInit(CommandRecord* r, const char* args);
 void CmdAreaMove(CommandRecord* r, const char* args);
 void CmdZDot(CommandRecord* r, const char* args);
 void CmdGhostLine(CommandRecord* r, const char* args);
+// Filled forms.
+void CmdRectFill(CommandRecord* r, const char* args);
+void CmdCircleFill(CommandRecord* r, const char* args);
+void CmdEllipseFill(CommandRecord* r, const char* args);
+void CmdAreaDraw(CommandRecord* r, const char* args);
 
-// Tools.
+// Tools. qd_pen also takes a tool's key word before the size ("wet", "oil", "water" ...).
 void CmdPen(CommandRecord* r, const char* args);
 void CmdPoint(CommandRecord* r, const char* args);
 void CmdPencil(CommandRecord* r, const char* args);

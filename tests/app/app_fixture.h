@@ -51,6 +51,13 @@ inline std::string WindowOf(const std::string& pid) {
   return ShTrim("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
 }
 
+// The Pen reads the pointer's speed as it comes, and a real window's clock is not an event file's:
+// a home whose Pen leaves speed off paints a drag the same way from both.
+inline void SteadyPen(const fs::path& home) {
+  fs::create_directories(home / "configs");
+  std::ofstream(home / "configs" / "Standard.ini") << "[Pens]\nPen=1 0 25 3 0\n";
+}
+
 // Ends a run as SIGTERM does and waits up to 10 s for it to go.
 inline void StopRun(const std::string& pid) {
   Sh("kill -TERM " + pid);

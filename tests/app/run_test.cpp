@@ -83,6 +83,7 @@ TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
         "move 525 350\ndown left\nmove 555 350\nup left\n"
         "wait 3000\nmove 540 350\ndown right\nwait 10\nup right\n"
         "move 500 420\ndown left\nmove 560 420\nup left\n");
+  SteadyPen(dir_ / "home");
   const std::string args = "PageWidth=320 PageHeight=200 --events ev.txt ";
   ASSERT_EQ(Run(args + "--screenshot a.png --save-page page.png"), 0) << Err();
   ASSERT_EQ(Run(args + "--screenshot b.png"), 0) << Err();

@@ -91,6 +91,7 @@ TEST(StrokeWindow, DragPaintsTheSameStrokeAsTheEventFile) {
   fs::path dir = fs::temp_directory_path() / ("vela-stroke-" + std::to_string(getpid()));
   fs::remove_all(dir);
   fs::create_directories(dir);
+  apptest::SteadyPen(dir / "home");
 
   // Headless: each wait ends a batch, as the pauses between xdotool moves do in the window.
   {

@@ -32,6 +32,7 @@ TEST_F(VelaRun, ShapeKeysAndDragsDrawTheirFigures) {
   // Point: a click.
   ev += "key S\nwait 20\nmove " + At(180, 20) + "\nwait 20\ndown left\nwait 20\nup left\nwait 20\n";
   Write("ev.txt", ev);
+  SteadyPen(dir_ / "home");
   const std::string args = "PageWidth=200 PageHeight=160 --events ev.txt --save-page ";
   ASSERT_EQ(Run(args + "a.png"), 0) << Err();
   ASSERT_EQ(Run(args + "b.png"), 0) << Err();
@@ -59,7 +60,27 @@ TEST_F(VelaRun, ShapeKeysAndDragsDrawTheirFigures) {
       EXPECT_EQ(png.Alpha(s.x, s.y), 0) << s.x << "," << s.y;
 }
 
-// The example draws a figure with each tool; its erase line cuts the Airbrush ring.
+// The Pen as it comes reads the pointer's speed: a slow drag lays full paint, the end of a fast one
+// next to none. 40 pixels a second at the Limit of 25 reads 10 of 255; 30 pixels a centisecond
+// passes the top of the curve.
+TEST_F(VelaRun, DefaultPenFollowsThePointersSpeed) {
+  Write("ev.txt", "move " + At(20, 40) + "\nwait 1000\ndown left\nwait 1000\nmove " + At(60, 40) +
+                      "\nwait 1000\nmove " + At(100, 40) + "\nwait 1000\nup left\nwait 1000\n" +
+                      "move " + At(20, 100) + "\nwait 1000\ndown left\nwait 10\nmove " +
+                      At(50, 100) + "\nwait 10\nmove " + At(80, 100) + "\nwait 10\nmove " +
+                      At(110, 100) + "\nwait 10\nup left\n");
+  ASSERT_EQ(Run("PageWidth=200 PageHeight=160 --events ev.txt --save-page p.png"), 0) << Err();
+  Png png;
+  ASSERT_TRUE(ReadPng(dir_ / "p.png", &png));
+  EXPECT_GT(png.Alpha(60, 40), 230);
+  EXPECT_GT(png.Alpha(90, 40), 230);
+  EXPECT_GT(png.Alpha(60, 42), 230) << "Size 1 of 3 holds at a slow pace";
+  EXPECT_LT(png.Alpha(100, 100), 40);
+}
+
+// The example draws a figure with each of the eight tools and each shape; the wet tools' strokes
+// leave what was drawn before them, its erase line cuts the Airbrush ring, and the rubber band
+// leaves no trace.
 TEST_F(VelaRun, ToolsExampleDrawsEachFigure) {
   fs::path example = fs::path(VELA_SOURCE_DIR) / "examples" / "tools.vcmd";
   ASSERT_EQ(
@@ -69,11 +90,21 @@ TEST_F(VelaRun, ToolsExampleDrawsEachFigure) {
   Png png;
   ASSERT_TRUE(ReadPng(dir_ / "page.png", &png));
   ASSERT_EQ(png.width, 1280);
-  EXPECT_EQ(png.Argb(140, 40), 0xFF14141Eu);    // the first Pen line
-  EXPECT_EQ(png.Argb(1080, 300), 0xFF282828u);  // the rectangle's top side
-  EXPECT_GT(png.Alpha(230, 370), 0);            // the Airbrush ring
-  EXPECT_EQ(png.Alpha(150, 460), 0);            // and the line erased across it
-  EXPECT_EQ(png.Alpha(230, 460), 0);            // its middle was never painted
+  EXPECT_EQ(png.Argb(140, 40), 0xFF14141Eu);   // the first Pen line, qd_setapen 20 20 30
+  EXPECT_EQ(png.Argb(160, 600), 0xFF282828u);  // the outlined rectangle's top side
+  EXPECT_GT(png.Alpha(160, 210), 0);           // the Airbrush ring
+  EXPECT_EQ(png.Alpha(100, 270), 0);           // and the line erased across it
+  EXPECT_EQ(png.Alpha(160, 270), 0);           // its middle was never painted
+  EXPECT_GT(png.Alpha(340, 320), 0);           // Water Color, Oil and Gouache
+  EXPECT_GT(png.Alpha(800, 210), 0);
+  EXPECT_GT(png.Alpha(1120, 220), 0);
+  // The filled forms in their pens, and the star's outside left empty.
+  EXPECT_EQ(png.Argb(160, 475), 0xFF00968Cu);
+  EXPECT_EQ(png.Argb(470, 475), 0xFFE67800u);
+  EXPECT_EQ(png.Argb(800, 475), 0xFF7828B4u);
+  EXPECT_EQ(png.Argb(1110, 480), 0xFFD21E3Cu);
+  EXPECT_EQ(png.Alpha(1040, 400), 0);
+  EXPECT_EQ(png.Alpha(640, 590), 0);
 }
 
 // The same keys and drags given in the real window paint the page the event file paints.
@@ -84,20 +115,22 @@ TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
   if (!display || !*display) GTEST_SKIP() << "no X display";
   if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
   // A 400 by 300 screen puts the 200 by 160 page at (100, 70).
+  // A second r turns the rectangle filled; d draws freehand with the Pen.
   struct Move {
-    const char* key;
+    std::vector<const char*> keys;
     int x0, y0, x1, y1;
-  } moves[] = {{"v", 10, 20, 100, 20},
-               {"r", 20, 40, 80, 70},
-               {"e", 150, 60, 180, 80},
-               {"c", 50, 120, 50, 140}};
+  } moves[] = {{{"v"}, 10, 20, 100, 20},         {{"r"}, 20, 40, 80, 70},
+               {{"e"}, 150, 60, 180, 80},        {{"c"}, 50, 120, 50, 140},
+               {{"r", "r"}, 120, 100, 140, 120}, {{"d"}, 150, 140, 190, 110}};
   auto at = [](int x, int y) { return std::to_string(100 + x) + " " + std::to_string(70 + y); };
   std::string ev;
-  for (const Move& m : moves)
-    ev += std::string("key ") + m.key + "\nwait 200\nmove " + at(m.x0, m.y0) +
-          "\nwait 200\ndown left\nwait 200\nmove " + at(m.x1, m.y1) +
+  for (const Move& m : moves) {
+    for (const char* k : m.keys) ev += std::string("key ") + k + "\nwait 200\n";
+    ev += "move " + at(m.x0, m.y0) + "\nwait 200\ndown left\nwait 200\nmove " + at(m.x1, m.y1) +
           "\nwait 200\nup left\nwait 200\n";
+  }
   Write("ev.txt", ev);
+  SteadyPen(dir_ / "home");
   auto common = [this](const std::string& tag) {
     return "VELA_SOCKET='" + (dir_ / (tag + ".sock")).string() + "' HOME='" + dir_.string() +
            "' '" VELA_EXE "' --home '" + (dir_ / "home").string() + "' --ini '" +
@@ -117,10 +150,13 @@ TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
     FAIL() << "no window appeared";
   }
   std::string drive = "sleep 1; xdotool";
-  for (const Move& m : moves)
-    drive += std::string(" key --window ") + wid + " " + m.key + " sleep 0.3 mousemove --window " +
-             wid + " " + at(m.x0, m.y0) + " sleep 0.3 mousedown 1 sleep 0.3 mousemove --window " +
-             wid + " " + at(m.x1, m.y1) + " sleep 0.3 mouseup 1 sleep 0.3";
+  for (const Move& m : moves) {
+    for (const char* k : m.keys)
+      drive += std::string(" key --window ") + wid + " " + k + " sleep 0.3";
+    drive += " mousemove --window " + wid + " " + at(m.x0, m.y0) +
+             " sleep 0.3 mousedown 1 sleep 0.3 mousemove --window " + wid + " " + at(m.x1, m.y1) +
+             " sleep 0.3 mouseup 1 sleep 0.3";
+  }
   ShTrim(drive);
   StopRun(pid);
   Png a, b;
@@ -130,6 +166,8 @@ TEST_F(ShapeWindow, KeysAndDragsPaintAsTheEventFile) {
   EXPECT_TRUE(a.bytes == b.bytes);
   EXPECT_EQ(a.Argb(50, 20), 0xFFFF0000u);
   EXPECT_EQ(a.Argb(180, 60), 0xFFFF0000u);
+  EXPECT_EQ(a.Argb(130, 110), 0xFFFF0000u);  // inside the filled rectangle
+  EXPECT_EQ(a.Argb(170, 125), 0xFFFF0000u);  // on the freehand line
 }
 
 // Figures far larger than any page neither hang, nor take memory by their size, nor overflow.
@@ -145,11 +183,12 @@ TEST_F(VelaRun, HugeFiguresAreCheap) {
   EXPECT_EQ(Out(), "\n\n\n\n\n255 0 0 255\n");
 }
 
-// Escape ends a spline in progress through the pointer's middle point; a later click begins anew.
+// Escape ends a spline in progress through the pointer's middle point, also when the key comes in
+// the batch of the move that no step has seen; a later click begins anew.
 TEST_F(VelaRun, EscapeEndsTheSplineInProgress) {
   Write("esc.txt",
         "key q\nmove 560 350\ndown left\nmove 600 350\nmove 720 350\nup left\nwait 50\n"
-        "move 640 450\nwait 50\nkey Escape\nwait 50\nmove 640 320\nwait 50\ndown left\nup left\n");
+        "move 640 450\nkey Escape\nwait 50\nmove 640 320\nwait 50\ndown left\nup left\n");
   ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --events esc.txt --save-page p.png"), 0) << Err();
   Png png;
   ASSERT_TRUE(ReadPng(dir_ / "p.png", &png));

@@ -11,6 +11,7 @@ TEST_F(Window, TakesPointerInputAndPaintsThePage) {
   if (!display || !*display) GTEST_SKIP() << "no X display";
   if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
 
+  SteadyPen(dir_ / "home");
   // The window libraries keep one-time allocations to the end; leaks are checked headless.
   std::string launch = "cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 VELA_SOCKET='" +
                        (dir_ / "sock").string() + "' HOME='" + dir_.string() +

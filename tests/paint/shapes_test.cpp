@@ -60,6 +60,11 @@ class ShapeTest : public test::PaintTest {
     In.shift = shift;
     tool();
   }
+  // The pointer moves in the batch of a key, with no step of the tool.
+  void MoveOnly(int x, int y) {
+    In.pageX = x, In.pageY = y;
+    In.pageXF = F(x), In.pageYF = F(y);
+  }
   void Drag(void (*tool)(), int x0, int y0, int x1, int y1) {
     Step(tool, x0, y0, 1, 0, 1);
     Step(tool, (x0 + x1) / 2, (y0 + y1) / 2, 1);
@@ -220,6 +225,57 @@ TEST_F(ShapeTest, FilledFormsHandTheirRegionToTheFill) {
   EXPECT_FALSE(ShapeFilled(kToolRectangle));
 }
 
+// Without a fill installed each form is filled solid in its pen, or erased by the right button.
+TEST_F(ShapeTest, FilledFormsFillSolidUntilTheFillsArrive) {
+  for (int tool : {kToolRectangle, kToolEllipse, kToolDraw}) ToggleShapeFilled(tool);
+  Drag(RectangleToolStep, 30, 40, 12, 8);
+  std::set<std::pair<int, int>> want;
+  for (int y = 8; y <= 40; ++y)
+    for (int x = 12; x <= 30; ++x) want.insert({x, y});
+  EXPECT_EQ(PaintedPixels(), want);
+  EXPECT_EQ(page_->Row(20)[20], Draw.APen);
+  Step(RectangleToolStep, 10, 10, 0, 1, 2);
+  Step(RectangleToolStep, 40, 38, 0, 0);
+  for (auto [x, y] : PaintedPixels()) EXPECT_TRUE(y < 10 || y > 38) << x << "," << y;
+  EXPECT_EQ(PaintedPixels().size(), 19u * 4);  // rows 8, 9, 39 and 40 stay
+
+  // The ellipse of radii 8 and 4: its rim and all within, nothing half a pixel outside.
+  Clear();
+  Drag(EllipseToolStep, 50, 50, 58, 54);
+  auto px = PaintedPixels();
+  for (auto p : RimPixels(50, 50, 8, 4)) EXPECT_TRUE(px.count(p)) << p.first << "," << p.second;
+  for (int y = 40; y <= 60; ++y)
+    for (int x = 35; x <= 65; ++x) {
+      double e = std::pow((x - 50) / 8.0, 2) + std::pow((y - 50) / 4.0, 2);
+      double outer = std::pow((x - 50) / 8.5, 2) + std::pow((y - 50) / 4.5, 2);
+      if (e <= 1) EXPECT_TRUE(px.count({x, y})) << x << "," << y;
+      if (outer > 1.05) EXPECT_FALSE(px.count({x, y})) << x << "," << y;
+    }
+
+  // Freehand: the pixels whose centres lie in the triangle (10, 10), (20, 10), (10, 20), taken
+  // at the pixels' centres: row y runs from 10 to 29 - y, rows 10 to 19.
+  Clear();
+  Step(FreehandToolStep, 10, 10, 1, 0, 1);
+  Step(FreehandToolStep, 20, 10, 1);
+  Step(FreehandToolStep, 10, 20, 0);
+  want.clear();
+  for (int y = 10; y <= 19; ++y)
+    for (int x = 10; x <= 29 - y; ++x) want.insert({x, y});
+  EXPECT_EQ(PaintedPixels(), want);
+  EXPECT_TRUE(OverlayPixels().empty());
+
+  // Ending the tool mid-polygon closes it through the pointer.
+  Clear();
+  Step(FreehandToolStep, 10, 10, 1, 0, 1);
+  Step(FreehandToolStep, 20, 10, 1);
+  Step(FreehandToolStep, 20, 20, 1);
+  MoveOnly(10, 20);
+  EndShapeTool(kToolDraw);
+  EXPECT_EQ(PaintedPixels().size(), 100u);
+  EXPECT_TRUE(PaintedPixels().count({19, 19}));
+  EXPECT_EQ(Shape.phase, 0);
+}
+
 // ---- Freehand -------------------------------------------------------------------------------
 
 // Shade darkens by one a pass, so the count of passes shows in the pixel.
@@ -273,6 +329,21 @@ TEST_F(ShapeTest, PointStampsWhileHeldOrOnlyAtTheClick) {
     if (!single) want.insert({20, 10}), want.insert({30, 10});
     EXPECT_EQ(PaintedPixels(), want) << "single " << single;
   }
+  // The pen is the held button's: letting go of one while the other stays down switches pens.
+  Shapes.dottedSingle = 0;
+  const Pixel green = 0xFF00FF00u;
+  for (int x : {40, 50, 60, 70, 80, 90}) page_->Row(40)[x] = green;
+  Step(PointToolStep, 40, 40, 1, 0, 1);
+  Step(PointToolStep, 50, 40, 1, 1);
+  Step(PointToolStep, 60, 40, 0, 1);
+  Step(PointToolStep, 60, 40, 0, 0);
+  Step(PointToolStep, 70, 40, 0, 1, 2);
+  Step(PointToolStep, 80, 40, 1, 1);
+  Step(PointToolStep, 90, 40, 1, 0);
+  Step(PointToolStep, 90, 40, 0, 0);
+  const Pixel* row = page_->Row(40);
+  EXPECT_EQ(std::vector<Pixel>({row[40], row[50], row[60], row[70], row[80], row[90]}),
+            std::vector<Pixel>({Draw.APen, Draw.APen, 0, 0, 0, Draw.APen}));
 }
 
 // ---- Circles and ellipses ---------------------------------------------------------------------
@@ -283,6 +354,9 @@ TEST_F(ShapeTest, CircleRadiusIsTheRoundedDistance) {
   Clear();
   Drag(CircleToolStep, 50, 50, 54, 52);  // sqrt 20 = 4.47 gives 4
   EXPECT_EQ(PaintedPixels(), RimPixels(50, 50, 4, 4));
+  Clear();
+  Drag(CircleToolStep, 50, 50, 54, 54);  // sqrt 32 = 5.66: the conversion truncates to 5
+  EXPECT_EQ(PaintedPixels(), RimPixels(50, 50, 5, 5));
 }
 
 TEST_F(ShapeTest, CircleOfRadiusZeroStampsOneBrush) {
@@ -448,8 +522,10 @@ TEST_F(ShapeTest, EndToolClosesASplineAndDropsALine) {
   Step(SplineToolStep, 10, 60, 1, 0, 1);
   Step(SplineToolStep, 100, 60, 0);
   Step(SplineToolStep, 55, 40, 0);
+  MoveOnly(55, 20);  // a key in the same batch as the move ends the tool
   EndShapeTool(kToolSpline);
-  EXPECT_TRUE(PaintedPixels().count({55, 40}));
+  EXPECT_TRUE(PaintedPixels().count({55, 20}));
+  EXPECT_FALSE(PaintedPixels().count({55, 40})) << "the middle point follows the pointer";
   EXPECT_TRUE(OverlayPixels().empty());
   EXPECT_EQ(Shape.phase, 0);
 

@@ -245,11 +245,21 @@ TEST(Speed, InputsFromPressureAndSpeed) {
   StrokeCtx.speedOn = true;
   UpdateStrokeInputs(-1, 90);  // a mouse: speed stands in
   EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 90));
-  StrokeCtx.speedOn = false;
+  UpdateStrokeInputs(100, 90);  // a tablet's pressure wins
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
+  // Inverted, the size follows the speed and the opacity its complement: 90 and 165.
   StrokeCtx.speedInvert = true;
-  UpdateStrokeInputs(100, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 155));
+  UpdateStrokeInputs(-1, 90);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 165));
   EXPECT_EQ(Inputs.shown, 90);
+  UpdateStrokeInputs(-1, 0);  // at rest: Size 1 at full paint
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
+  // With speed off the inversion turns nothing: a mouse gives 0 and 255, a tablet its pressure.
+  StrokeCtx.speedOn = false;
+  UpdateStrokeInputs(-1, 90);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
+  UpdateStrokeInputs(100, 90);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
   // A pen with pressure off is taken as a mouse: speed gives the tool pressure.
   StrokeCtx.speedInvert = false;
   StrokeCtx.speedOn = true;

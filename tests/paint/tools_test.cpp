@@ -6,13 +6,17 @@
 #include <stdlib.h>
 
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "paint/pressure.h"
+#include "paint/shapes.h"
 #include "paint/stroke.h"
 #include "paint/wet.h"
 #include "paint_fixture.h"
+#include "start/ask.h"
 #include "start/config_store.h"
 #include "start/main_loop.h"
 #include "start/run_paths.h"
@@ -71,9 +75,9 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
     EXPECT_EQ(Wet.on, w.wet) << w.tool;
     EXPECT_EQ(Draw.power, w.power) << w.tool;
     EXPECT_TRUE(StrokeCtx.pressureOn);
-    // A fresh Pen leaves speed off; the dab tools read it, none of them inverted.
-    EXPECT_EQ(StrokeCtx.speedOn, w.tool != ToolPen) << w.tool;
-    EXPECT_FALSE(StrokeCtx.speedInvert) << w.tool;
+    // All read speed; only the Pen inverted, which has no Inversion of its own.
+    EXPECT_TRUE(StrokeCtx.speedOn) << w.tool;
+    EXPECT_EQ(StrokeCtx.speedInvert, w.tool == ToolPen) << w.tool;
     EXPECT_EQ(SpeedScale, 25);
   }
   // The dab's profile is the record's envelope. Radius 5 resamples to r = 4 entries; the centre's
@@ -89,9 +93,9 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
   EXPECT_EQ(CurrentBrush()->width, 19);
   EXPECT_EQ(StrokeCtx.penRadius, 9);
   EXPECT_EQ(StrokeCtx.targetRadius, 2);
-  Tools.pen.speed = 1;
+  Tools.pen.speed = 0;
   ActivateTool();
-  EXPECT_TRUE(StrokeCtx.speedInvert) << "the Pen reads speed inverted";
+  EXPECT_TRUE(StrokeCtx.speedInvert) << "the Pen reads speed inverted, speed on or off";
 
   // The Propelling Pencil's single mask byte is its opacity, and so is the power.
   Tools.pointe.opacity = 90;
@@ -109,6 +113,32 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
   Tools.custom.opacity = 200;
   ActivateTool();
   EXPECT_EQ(CurrentBrush()->kind, BrushKindImageFaded);
+}
+
+// The Pen as it comes, under a mouse: at rest full paint at Size 1; fast, thin and faint.
+TEST_F(ToolTest, FreshPenPaintsAMouseStroke) {
+  BlockPtr page(NewBlock(40, 20));
+  Ws.page = page.get();
+  Ws.drawMode = DrawColor;
+  Ws.noPage = 1;
+  SetSpeedCurve(0, 0, 35);
+  SelectDrawingTool(ToolPen);
+  ASSERT_TRUE(StrokeCtx.speedOn);
+  Speed = SpeedState{};
+  // No time passes between the events: the speed keeps its first reading, at rest.
+  for (int x : {5, 10, 15}) UpdateStrokeInputs(-1, SpeedInput(1.0, x, 10));
+  EXPECT_EQ(Inputs.size, 0);
+  EXPECT_EQ(Inputs.opacity, 255);
+  StrokeLine(CurrentBrush(), (5 << 16) + 0x8000, (10 << 16) + 0x8000, (30 << 16) + 0x8000,
+             (10 << 16) + 0x8000, Draw.APen, 0, 1, Inputs.size, Inputs.size, Inputs.opacity,
+             Inputs.opacity);
+  EXPECT_EQ(page->Row(10)[20], Draw.APen);
+  EXPECT_EQ(page->Row(7)[20], Draw.APen) << "Size 1 is 3";
+  // 600 pixels in a tenth of a centisecond at scale 25 caps the reading at the curve's end.
+  UpdateStrokeInputs(-1, SpeedInput(1.001, 615, 10));
+  EXPECT_EQ(Inputs.size, SpeedCurve[255]);
+  EXPECT_EQ(Inputs.opacity, 255 - SpeedCurve[255]);
+  Ws.page = nullptr;
 }
 
 TEST_F(ToolTest, AutoStepIsAFifthOfTheSize) {
@@ -213,6 +243,87 @@ TEST_F(ToolTest, StepsAndSizesStayInTheirLimits) {
   IncreaseToolsSize();
   EXPECT_EQ(ToolSize(), 2);
   EXPECT_EQ(CurrentBrush()->width, 5);
+  ChangeToolSize(3);  // the wheel, three notches
+  EXPECT_EQ(ToolSize(), 5);
+
+  // The custom Brush: 110% and 90% of both sides, at least a pixel, never under 1.
+  Block* image = NewBlock(2, 1);
+  image->data[0] = 0xFF0000FFu;
+  image->data[1] = 0xFFFF0000u;
+  SetCustomImage(image);
+  SelectDrawingTool(ToolCustomBrush);
+  IncreaseToolsSize();  // 2.2 and 1.1 both truncate back: one pixel more each
+  ASSERT_EQ(CurrentBrush()->width, 3);
+  EXPECT_EQ(CurrentBrush()->height, 2);
+  // Nearest pixels: columns 0, 0 and 1 of the old image.
+  const Pixel* row = CurrentBrush()->pixels->Row(1);
+  EXPECT_EQ(std::vector<Pixel>(row, row + 3),
+            std::vector<Pixel>({0xFF0000FFu, 0xFF0000FFu, 0xFFFF0000u}));
+  // A pixel a step up to 10, then 10%: 11, 12.1, 13.2 ... 19.8 and 20.9 truncate to 20.
+  for (int i = 0; i < 17; ++i) IncreaseToolsSize();
+  EXPECT_EQ(CustomImage()->width, 20);
+  EXPECT_EQ(CustomImage()->height, 19);
+  ChangeToolSize(-1);  // 18 and 17.1
+  EXPECT_EQ(CustomImage()->width, 18);
+  EXPECT_EQ(CustomImage()->height, 17);
+  for (int i = 0; i < 40; ++i) DecreaseToolsSize();
+  EXPECT_EQ(CurrentBrush()->width, 1);
+  EXPECT_EQ(CurrentBrush()->height, 1);
+  SetCustomImage(nullptr);
+}
+
+// A second press on a shape's key turns its filled form; OpenSettings asks for the current
+// shape's settings, and an answer that is no choice, or a cancel, keeps them.
+TEST_F(ToolTest, ShapeKeysToggleFilledFormsAndOpenSettings) {
+  static const bool added = (AddActions(ToolActions()), true);
+  ASSERT_TRUE(added);
+  Shape = ShapeState{};
+  Shapes = ShapeSettings{};
+  SelectTool(kToolPoint);
+  RunActions("SelectRectangle");
+  EXPECT_EQ(CurrentTool, kToolRectangle);
+  EXPECT_FALSE(ShapeFilled(kToolRectangle));
+  RunActions("SelectRectangle");
+  EXPECT_TRUE(ShapeFilled(kToolRectangle));
+  RunActions("SelectCircle, SelectRectangle");
+  EXPECT_TRUE(ShapeFilled(kToolRectangle)) << "another shape between is no second press";
+  EXPECT_FALSE(ShapeFilled(kToolCircle));
+  RunActions("SelectLine, SelectLine, SelectPoint, SelectPoint");
+  EXPECT_FALSE(ShapeFilled(kToolLine) || ShapeFilled(kToolPoint)) << "they have no filled form";
+
+  static std::vector<std::string> answers, asked;
+  AskHandlers typed{};
+  typed.askText = [](const char* title, char* text, int capacity) {
+    asked.push_back(std::string(title) + "=" + text);
+    if (answers.empty()) return false;
+    std::snprintf(text, capacity, "%s", answers.front().c_str());
+    answers.erase(answers.begin());
+    return true;
+  };
+  const AskHandlers* old = SetAskHandlers(&typed);
+  SelectTool(kToolCircle);
+  answers = {"3 points"};
+  RunActions("OpenSettings");
+  EXPECT_EQ(Shapes.circle3, 1);
+  SelectTool(kToolPoint);
+  answers = {"Single"};
+  RunActions("OpenSettings");
+  answers = {"sideways"};
+  RunActions("OpenSettings");
+  RunActions("OpenSettings");  // cancelled
+  EXPECT_EQ(Shapes.dottedSingle, 1);
+  SelectTool(kToolSpline);
+  answers = {"50 100"};
+  RunActions("OpenSettings");
+  EXPECT_EQ(Shapes.lineStart, 127);  // 50·255/100
+  EXPECT_EQ(Shapes.lineEnd, 255);
+  EXPECT_EQ(asked, (std::vector<std::string>{"Circle=Center", "Dotted freehand=Continue",
+                                             "Dotted freehand=Single", "Dotted freehand=Single",
+                                             "Line pressure: Start End=100 100"}));
+  SetAskHandlers(old);
+  SelectTool(kToolDraw);
+  Shape = ShapeState{};
+  Shapes = ShapeSettings{};
 }
 
 TEST_F(ToolTest, QuickSquareRootIsOneNewtonStep) {
@@ -315,6 +426,9 @@ TEST_F(ToolTest, PensSectionKeepsEveryRecord) {
   Tools.dab[ToolGouache].word[kWordStiffness] = 2;
   ApplyEnvelopePreset(ToolOil, 9);
   Tools.current = ToolGouache;
+  Shapes.dottedSingle = 1;
+  Shapes.circle3 = 1;
+  Shapes.lineEnd = 64;
   SavePensSettings();
 
   char text[512];
@@ -324,11 +438,19 @@ TEST_F(ToolTest, PensSectionKeepsEveryRecord) {
   EXPECT_STREQ(text, "1 1 25 33 128 0 1 0 4 100 0 1");
   ConfigGet("Pens", "Selected", text, "", sizeof text);
   EXPECT_STREQ(text, "Water");  // Gouache saves under "Water"
+  ConfigGet("Settings", "Circle", text, "", sizeof text);
+  EXPECT_STREQ(text, "3 Points");
   ConfigGet("Pens", "Oil_Curve", text, "", sizeof text);
   EXPECT_EQ(std::string(text).substr(0, 6), "0c1c2c");
 
   ResetAllToolRecords();
+  Shapes = ShapeSettings{};
   LoadPensSettings();
+  EXPECT_EQ(Shapes.dottedSingle, 1);
+  EXPECT_EQ(Shapes.circle3, 1);
+  EXPECT_EQ(Shapes.lineStart, 255);
+  EXPECT_EQ(Shapes.lineEnd, 64);
+  Shapes = ShapeSettings{};
   EXPECT_EQ(Tools.pen.size1, 8);
   EXPECT_EQ(Tools.pen.limit, 30);
   EXPECT_EQ(Tools.dab[ToolWaterColor].word[kWordSize], 33);

@@ -97,6 +97,18 @@ TEST_F(ToolCommands, ToolsSelectAndSize) {
   Run("qd_pencil 6");
   EXPECT_EQ(Draw.dabTexture, DabTexturePencil);
   EXPECT_EQ(StrokeCtx.step, 1);
+  // A tool's key word before the size: the wet tools have no command of their own.
+  EXPECT_EQ(Run("qd_pen wet 20"), "12");
+  EXPECT_EQ(Tools.current, ToolWaterColor);
+  EXPECT_EQ(ToolSize(), 20);
+  EXPECT_EQ(Run("qd_pen Oil"), "15");
+  EXPECT_EQ(Tools.current, ToolOil);
+  EXPECT_EQ(ToolSize(), 1) << "no size is 0, held at the slider's least";
+  Run("qd_pen water 9");
+  EXPECT_EQ(Tools.current, ToolGouache);
+  EXPECT_EQ(Run("qd_pen sparkle 4"), "3") << "no tool word: the Pen, and the number is lost";
+  EXPECT_EQ(Tools.current, ToolPen);
+  EXPECT_EQ(ToolSize(), 0);
 }
 
 TEST_F(ToolCommands, FiguresDrawWithTheCurrentTool) {
@@ -130,6 +142,28 @@ TEST_F(ToolCommands, FiguresDrawWithTheCurrentTool) {
   EXPECT_EQ(page_->Row(20)[30], Draw.APen);
   EXPECT_EQ(page_->Row(40)[5], Draw.APen);
   EXPECT_EQ(page_->Row(40)[55], Draw.APen);
+
+  // Filled forms: corners in any order, negative radii as sizes, the area list as a polygon.
+  std::fill(page_->data, page_->data + 64 * 64, 0);
+  Run("qd_rectfill 50 40 10 20 0 0");
+  EXPECT_EQ(Painted(), 41 * 21);
+  EXPECT_EQ(page_->Row(30)[30], Draw.APen);
+  Run("qd_rectfill 0 0 63 30 0 0 1");
+  EXPECT_EQ(page_->Row(30)[30], Draw.BPen);
+  std::fill(page_->data, page_->data + 64 * 64, 0);
+  Run("qd_circlefill 30 30 -1 0 0");  // the plus of the radius-1 rim, filled
+  EXPECT_EQ(Painted(), 5);
+  EXPECT_EQ(page_->Row(29)[30], Draw.APen);
+  Run("qd_areaellipse 10 10 0 2 0 0");  // a flat ellipse fills its run
+  EXPECT_EQ(Painted(), 5 + 5);
+  std::fill(page_->data, page_->data + 64 * 64, 0);
+  Run("qd_areainit");
+  Run("qd_areamove 10 10");
+  Run("qd_areamove 20 10");
+  Run("qd_areamove 20 20");
+  Run("qd_areamove 10 20");
+  Run("qd_areadraw 0 0 0");
+  EXPECT_EQ(Painted(), 100);  // the centres of pixels 10 to 19 lie within
 
   std::fill(page_->data, page_->data + 64 * 64, 0);
   Run("qd_ghostline 0 0 63 63");
