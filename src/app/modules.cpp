@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "formats/file_commands.h"
+#include "formats/file_actions.h"
 #include "formats/formats.h"
 #include "formats/image_files.h"
 #include "formats/project_file.h"
@@ -182,6 +183,7 @@ const RunHooks& ProgramHooks() {
     AddActions(LayerOpsActions());
     AddActions(MagicNumberActions());
     AddActions(LoopActions());
+    AddActions(FileActions());
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();

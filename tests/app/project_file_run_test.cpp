@@ -52,3 +52,24 @@ TEST_F(VelaRun, ProjectsSaveAndLoadThroughCommandsAndTheCommandLine) {
 }
 
 }  // namespace apptest
+
+namespace apptest {
+
+// A person saves with shift s and loads with shift l, typing the path into the prompt.
+TEST_F(VelaRun, TheKeysSaveAndLoadAProjectByItsTypedPath) {
+  const std::string project = (dir_ / "keys.vel").string();
+  std::string typed;
+  for (char c : project) typed += std::string("char ") + c + "\n";
+  Write("save.txt", "move 500 320\ndown left\nmove 560 320\nup left\nwait 40\nkey shift+s\n" +
+                        typed + "key Return\nwait 40\n");
+  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --events save.txt"), 0) << Err();
+  ASSERT_TRUE(fs::exists(project));
+  Write("load.txt", "key shift+l\n" + typed + "key Return\nwait 40\n");
+  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --events load.txt --save-page p.png"), 0) << Err();
+  Png page;
+  ASSERT_TRUE(ReadPng(dir_ / "p.png", &page));
+  EXPECT_EQ(page.Alpha(40, 20), 255) << "the stroke came back with the project";
+  EXPECT_EQ(page.Alpha(40, 60), 0);
+}
+
+}  // namespace apptest
