@@ -630,7 +630,7 @@ struct Saver {
   void RowDone(int y, int height) {
     constexpr int kUnit = 1024;
     const int64_t whole = int64_t{total} * kUnit;
-    const int shift = whole > INT32_MAX ? 8 : 0;  // a million images still fit the bar
+    const int shift = whole > INT32_MAX ? 8 : 0;  // millions of images still fit the bar
     GaugeUpdate(static_cast<int>((int64_t{done} * kUnit + int64_t{y} * kUnit / height) >> shift),
                 static_cast<int>(whole >> shift));
   }

@@ -197,9 +197,13 @@ int FileTypeOfBytes(Bytes f, const char* path, int* width, int* height) {
       number = kFormatProject;
     else if (FormType(f, "ILBM") || FormType(f, "PBM ") || FormType(f, "RGB8"))
       number = kFormatIlbm;
+    // A project answers only when it names the size of its pictures.
+    if (number == kFormatProject) {
+      if (ProjectInfoOfBytes(f, pw, ph) && *pw > 0 && *ph > 0) return number;
+      *pw = *ph = 0;
+      return -1;
+    }
     // DEEP and the ILBM family wait for their coders.
-    if (number == kFormatProject)
-      return ProjectInfoOfBytes(f, pw, ph) && *pw > 0 && *ph > 0 ? number : (*pw = *ph = 0, -1);
     if (number >= 0) {
       const FormatCoder* c = CoderFor(number);
       return c ? Sized(c, f, number, pw, ph) : -1;
