@@ -1,7 +1,10 @@
-// The drawing tools' dabs per second beside libmypaint's dabs of the same radius, and the
-// antialiased rim of a 200-pixel circle beside as many one-pixel libmypaint dabs.
+// The drawing tools' dabs per second beside libmypaint's dabs of the same radius, the
+// antialiased rim of a 200-pixel circle beside as many one-pixel libmypaint dabs, and a filled
+// ellipse beside pixman filling the same rows.
 #include <benchmark/benchmark.h>
+#include <pixman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
@@ -100,6 +103,63 @@ void EllipseRimVela(benchmark::State& state) {
   AntialiasOn = 0;
 }
 BENCHMARK(EllipseRimVela)->Name("EllipseRim200/vela");
+
+// Items are the filled pixels: the rows come from the rim walk, then the Color span at full
+// coverage.
+FillRegion BenchEllipse() {
+  FillRegion r;
+  r.kind = FillRegion::Ellipse;
+  r.cx = 512, r.cy = 512, r.rx = 300, r.ry = 200;
+  return r;
+}
+
+int64_t EllipsePixels(std::vector<pixman_box32_t>* boxes) {
+  std::vector<std::pair<int, int>> rows(kPage, {kPage, -1});
+  WalkEllipse(
+      300, 200,
+      [](int x, int y, int, int, int, void* u) {
+        auto& r = (*static_cast<std::vector<std::pair<int, int>>*>(u))[512 + y];
+        r.first = std::min(r.first, 512 + x), r.second = std::max(r.second, 512 + x);
+      },
+      &rows);
+  int64_t n = 0;
+  for (int y = 0; y < kPage; ++y) {
+    if (rows[y].first > rows[y].second) continue;
+    boxes->push_back({rows[y].first, y, rows[y].second + 1, y + 1});
+    n += rows[y].second - rows[y].first + 1;
+  }
+  return n;
+}
+
+void FilledEllipseVela(benchmark::State& state) {
+  Scene scene;
+  std::vector<pixman_box32_t> boxes;
+  const int64_t pixels = EllipsePixels(&boxes);
+  const FillRegion region = BenchEllipse();
+  for (auto _ : state) {
+    SolidFillRegion(region, 0xCC3366CC, false);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * pixels);
+}
+BENCHMARK(FilledEllipseVela)->Name("FilledEllipse300x200/vela");
+
+void FilledEllipsePixman(benchmark::State& state) {
+  Scene scene;
+  std::vector<pixman_box32_t> boxes;
+  const int64_t pixels = EllipsePixels(&boxes);
+  pixman_image_t* dst =
+      pixman_image_create_bits(PIXMAN_a8r8g8b8, kPage, kPage, Ws.page->data, kPage * 4);
+  const pixman_color_t colour = {0x6666, 0x3333, 0xCCCC, 0xCCCC};
+  for (auto _ : state) {
+    pixman_image_fill_boxes(PIXMAN_OP_OVER, dst, &colour, static_cast<int>(boxes.size()),
+                            boxes.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * pixels);
+  pixman_image_unref(dst);
+}
+BENCHMARK(FilledEllipsePixman)->Name("FilledEllipse300x200/pixman");
 
 #ifdef VELA_HAVE_MYPAINT
 void DabsMyPaint(benchmark::State& state, int radius, float hardness) {
