@@ -32,6 +32,7 @@
 #include "start/message.h"
 #include "start/settings.h"
 #include "start/workspace.h"
+#include "windows/layers_window.h"
 #include "windows/requester.h"
 #include "windows/system.h"
 #include "windows/window.h"
@@ -110,6 +111,7 @@ const SettingsStep kLoad[] = {
     {"Pens", LoadPens},                 {"System", LoadSystemSettings},
     {"Pressure", LoadPressureSettings}, {"Grid", LoadGridSettings},
     {"MLayers", LoadLayerSettings},
+    {"MLayers", LoadMixerSettings},
     {"IO", LoadSaveSettings},
 };
 
@@ -121,6 +123,7 @@ const SettingsStep kSave[] = {
     {"Pressure", SavePressureSettings},
     {"Grid", SaveGridSettings},
     {"MLayers", SaveLayerSettings},
+    {"MLayers", SaveMixerSettings},
     {"IO", StoreSaveSettings},
 };
 
@@ -181,6 +184,7 @@ const RunHooks& ProgramHooks() {
     Loop().refreshThumbnail = RefreshThumbnail;
     AddActions(UndoActions());
     AddActions(LayerOpsActions());
+    AddActions(MixerActions());
     AddActions(MagicNumberActions());
     AddActions(LoopActions());
     AddActions(FileActions());
