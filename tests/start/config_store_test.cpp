@@ -1,5 +1,6 @@
 #include "start/config_store.h"
 
+#include <array>
 #include <cstring>
 
 #include "start_fixture.h"
@@ -24,20 +25,17 @@ TEST_F(ConfigStoreTest, ReadAndWriteReversesOrderAndDropsEmptyValues) {
   ASSERT_EQ(ConfigFlush(), 1);
   EXPECT_EQ(Read(File("a")), "[Second]\nthree=3\n\n[First]\ntwo=2\none=1\n\n");
 
-  ConfigOpen(nullptr);
-  ConfigOpen("a");
+  Reopen("a");
   EXPECT_EQ(Get("Second", "bare"), "<none>");
   EXPECT_EQ(Get("Second", "empty"), "<none>");
   EXPECT_EQ(Get("First", "one"), "1");
 
   // Sections with nothing to write survive round trips.
   Write(File("a"), "[A]\nx=\n[B]\ny=1\n");
-  ConfigOpen(nullptr);
-  ConfigOpen("a");
+  Reopen("a");
   ASSERT_EQ(ConfigFlush(), 1);
   EXPECT_EQ(Read(File("a")), "[B]\ny=1\n\n[A]\n\n");
-  ConfigOpen(nullptr);
-  ConfigOpen("a");
+  Reopen("a");
   ASSERT_EQ(ConfigFlush(), 1);
   EXPECT_EQ(Read(File("a")), "[A]\n\n[B]\ny=1\n\n");
 }
@@ -67,9 +65,7 @@ TEST_F(ConfigStoreTest, ReadingStopsAndLongLinesAreCut) {
   // A section line without "]" ends reading; what was read stays.
   Write(File("a"), "[Main]\na=1\n[Broken\nb=2\n[Other]\nc=3\n");
   ConfigOpen("a");
-  EXPECT_EQ(Get("Main", "a"), "1");
-  EXPECT_EQ(Get("Main", "b"), "<none>");
-  EXPECT_EQ(Get("Other", "c"), "<none>");
+  EXPECT_EQ(Get("Main", "a") + Get("Main", "b") + Get("Other", "c"), "1<none><none>");
 
   // An entry line before any section.
   Write(File("b"), "stray=1\n[Main]\na=1\n");
@@ -83,12 +79,11 @@ TEST_F(ConfigStoreTest, ReadingStopsAndLongLinesAreCut) {
   EXPECT_EQ(Get("Main", "a"), "<none>");
 
   // At most 21 lines before the first section.
-  Write(File("in"), std::string(20, '\n') + "[Main]\na=1\n");
-  Write(File("out"), std::string(21, '\n') + "[Main]\na=1\n");
-  ConfigOpen("in");
-  EXPECT_EQ(Get("Main", "a"), "1");
-  ConfigOpen("out");
-  EXPECT_EQ(Get("Main", "a"), "<none>");
+  for (int blank : {20, 21}) {
+    Write(File("in"), std::string(blank, '\n') + "[Main]\na=1\n");
+    Reopen("in");
+    EXPECT_EQ(Get("Main", "a"), blank == 20 ? "1" : "<none>");
+  }
 
   // Long lines are cut at 4,095 characters.
   Write(File("d"), "[Main]\nk=" + std::string(5000, 'x') + "\nnext=1\n");
@@ -133,22 +128,18 @@ TEST_F(ConfigStoreTest, CapacityCutsAndTheDefaultMayBeTheDestination) {
 
 TEST_F(ConfigStoreTest, NullKeyListsKeys) {
   ConfigOpen("a");
-  ConfigPut("Main", "one", "1");
-  ConfigPut("Main", "two", "");
-  ConfigPut("Main", "three", "3");
+  for (auto [key, value] : {std::pair{"one", "1"}, {"two", ""}, {"three", "3"}})
+    ConfigPut("Main", key, value);
   char buf[64];
   int n = ConfigGet("Main", nullptr, buf, "", sizeof buf);
-  EXPECT_EQ(std::string(buf, n + 1), std::string("three\0two\0one\0\0", 15));
   EXPECT_EQ(n, 14);
+  EXPECT_EQ(std::string(buf, n + 1), std::string("three\0two\0one\0\0", 15));
 
   // Cut short, the list is still closed by two zeros.
   std::memset(buf, '#', sizeof buf);
-  n = ConfigGet("Main", nullptr, buf, "", 9);
-  EXPECT_EQ(n, 7);
+  EXPECT_EQ(ConfigGet("Main", nullptr, buf, "", 9), 7);
   EXPECT_EQ(std::string(buf, 10), std::string("three\0t\0\0#", 10));
-
-  n = ConfigGet("Nothing", nullptr, buf, "", sizeof buf);
-  EXPECT_EQ(n, 0);
+  EXPECT_EQ(ConfigGet("Nothing", nullptr, buf, "", sizeof buf), 0);
   EXPECT_EQ(std::string(buf, 2), std::string("\0\0", 2));
 }
 
@@ -166,11 +157,10 @@ TEST_F(ConfigStoreTest, NoOpenStore) {
 
 TEST_F(ConfigStoreTest, PutReplacesAddsAndRejectsNulls) {
   ConfigOpen("a");
-  EXPECT_EQ(ConfigPut("Main", "Key", "1"), 1);
-  EXPECT_EQ(ConfigPut("MAIN", "KEY", "2"), 1);
-  EXPECT_EQ(ConfigPut(nullptr, "k", "v"), 0);
-  EXPECT_EQ(ConfigPut("Main", nullptr, "v"), 0);
-  EXPECT_EQ(ConfigPut("Main", "k", nullptr), 0);
+  EXPECT_EQ((std::array{ConfigPut("Main", "Key", "1"), ConfigPut("MAIN", "KEY", "2"),
+                        ConfigPut(nullptr, "k", "v"), ConfigPut("Main", nullptr, "v"),
+                        ConfigPut("Main", "k", nullptr)}),
+            (std::array{1, 1, 0, 0, 0}));
   EXPECT_EQ(Get("main", "key"), "2");
   ASSERT_EQ(ConfigFlush(), 1);
   // The first spelling of a key stays; only one entry exists.
@@ -201,8 +191,7 @@ TEST_F(ConfigStoreTest, FlushReplacesTheFileWhole) {
   // A value with a line break must not turn into a section line on reload.
   ConfigPut("Main", "y", "2\n[Broken");
   ASSERT_EQ(ConfigFlush(), 1);
-  ConfigOpen(nullptr);
-  ConfigOpen("a");
+  Reopen("a");
   EXPECT_EQ(Get("Main", "x"), "1");
   EXPECT_EQ(Get("Main", "y"), "2");
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "host/host.h"
@@ -19,6 +20,15 @@ struct Record {
   std::vector<double> times;
 };
 Record* g_rec = nullptr;
+
+HostEvent Press(int x, HostEventType type = HostEventType::ButtonDown, uint32_t qualifiers = 0) {
+  HostEvent e;
+  e.type = type;
+  e.x = e.y = x;
+  e.button = kButtonLeft;
+  e.qualifiers = qualifiers;
+  return e;
+}
 
 class LoopTest : public ::testing::Test {
  protected:
@@ -54,8 +64,15 @@ class LoopTest : public ::testing::Test {
     std::string err;
     ASSERT_TRUE(HostLoadEvents(text, &err)) << err;
   }
-  // Reads one batch and dispatches it, as the loop does before a tool step.
-  int Batch() { return ReadEvents(!(In.leftDown || In.rightDown)); }
+  // Reads one batch and dispatches it, as the loop does before a tool step; the click of the batch
+  // before has been stepped.
+  int Batch() {
+    In.clickState = 0;
+    return ReadEvents(!(In.leftDown || In.rightDown));
+  }
+  // Left and right down, left edge, click state, pointer x.
+  using Buttons = std::tuple<int, int, int, int, int>;
+  static Buttons Now() { return {In.leftDown, In.rightDown, In.leftEdge, In.clickState, In.winX}; }
   void RecordKeys() {
     Input().keyMap = [](int code, int) { g_rec->keys.push_back(code); };
   }
@@ -65,16 +82,9 @@ class LoopTest : public ::testing::Test {
 TEST_F(LoopTest, ButtonEdgesEndTheBatchAndAreNeverMerged) {
   Load("move 10 10\nmove 11 10\ndown left\nup left\nmove 12 12\n");
   EXPECT_EQ(Batch(), 1);  // two moves then the press: the press ends the batch
-  EXPECT_TRUE(In.leftDown);
-  EXPECT_TRUE(In.leftEdge);
-  EXPECT_EQ(In.clickState, 1);
-  EXPECT_EQ(In.winX, 11);
-  In.clickState = 0;
+  EXPECT_EQ(Now(), (Buttons{1, 0, 1, 1, 11}));
   EXPECT_EQ(Batch(), 1);  // the release alone
-  EXPECT_FALSE(In.leftDown);
-  EXPECT_FALSE(In.leftEdge);
-  EXPECT_EQ(In.clickState, -1);
-  In.clickState = 0;
+  EXPECT_EQ(Now(), (Buttons{0, 0, 0, -1, 11}));
   EXPECT_EQ(Batch(), -1);  // only a move
   EXPECT_EQ(In.winX, 12);
   EXPECT_EQ(Batch(), 0);
@@ -83,29 +93,18 @@ TEST_F(LoopTest, ButtonEdgesEndTheBatchAndAreNeverMerged) {
 TEST_F(LoopTest, SecondButtonIsIgnoredUntilTheFirstIsUp) {
   Load("down right\ndown left\n");
   Batch();
-  EXPECT_TRUE(In.rightDown);
-  In.clickState = 0;
+  EXPECT_EQ(Now(), (Buttons{0, 1, 0, 2, 0}));
   Batch();
-  EXPECT_FALSE(In.leftDown);
-  EXPECT_FALSE(In.leftEdge);
-  EXPECT_EQ(In.clickState, 0);
+  EXPECT_EQ(Now(), (Buttons{0, 1, 0, 0, 0}));
   Load("up left\nup right\n");
   Batch();
-  EXPECT_FALSE(In.rightDown);
-  EXPECT_EQ(In.clickState, -2);  // the stray left release changed nothing
+  EXPECT_EQ(Now(), (Buttons{0, 0, 0, -2, 0}));  // the stray left release changed nothing
 }
 
 TEST_F(LoopTest, AltLeftDrawsAsRightAndReleasesAsRight) {
   // Alt is let go before the release, which must still be a right release.
-  HostEvent down;
-  down.type = HostEventType::ButtonDown;
-  down.button = kButtonLeft;
-  down.qualifiers = kQualAlt;
-  HostEvent up = down;
-  up.type = HostEventType::ButtonUp;
-  up.qualifiers = 0;
-  HostPushEvent(down);
-  HostPushEvent(up);
+  HostPushEvent(Press(0, HostEventType::ButtonDown, kQualAlt));
+  HostPushEvent(Press(0, HostEventType::ButtonUp));
   InputEvent e;
   ASSERT_TRUE(PollEvent(0, &e));
   EXPECT_EQ(e.code, kRightDown);
@@ -116,7 +115,8 @@ TEST_F(LoopTest, AltLeftDrawsAsRightAndReleasesAsRight) {
 TEST_F(LoopTest, WheelIsIgnoredDuringAStroke) {
   Input().wheelTool = [](int s) { g_rec->wheel.push_back(s); };
   Load("wheel 1\ndown left\nwheel -1\nup left\nwheel -2\n");
-  while (Batch() != 0) In.clickState = 0;
+  while (Batch() != 0) {
+  }
   EXPECT_EQ(rec_.wheel, (std::vector<int>{1, -1}));
 }
 
@@ -180,8 +180,7 @@ TEST_F(LoopTest, UserLockHoldsBackOnlyTheUsersInput) {
   UserLocked = 1;
   Load("move 5 5\ndown left\nkey A\nwheel 1\n");
   EXPECT_EQ(Batch(), 0);
-  EXPECT_FALSE(In.leftDown);
-  EXPECT_EQ(In.winX, 0);
+  EXPECT_EQ(Now(), (Buttons{0, 0, 0, 0, 0}));
   QueueClipboardImage(nullptr);  // the program's own events still come
   InputEvent e;
   EXPECT_TRUE(PollEvent(1, &e));
@@ -195,7 +194,8 @@ TEST_F(LoopTest, LockedDisplayOnlyListensForSpace) {
   RecordKeys();
   DisplayLocked = 1;
   Load("key A\nkey Space\nkey B\n");
-  while (Batch() != 0) {}
+  while (Batch() != 0) {
+  }
   EXPECT_EQ(DisplayLocked, 0);
   EXPECT_EQ(rec_.keys, (std::vector<int>{kKeySpace + kKeyRelease, 'B', 'B' + kKeyRelease}));
 }
@@ -249,23 +249,20 @@ TEST_F(LoopTest, TabletPressureIsHeldForTenEventsThenDefaults) {
     InputEvent e{};
     TabletRead(&e);
     pressures.push_back(e.pressure);
+    // Equal pressure fields mark a tablet.
     if (i == 0) {
-      EXPECT_EQ(e.pressureLow, e.pressure);  // equal fields mark a tablet
-      EXPECT_EQ(e.x, (3 << 16) + 0x4000);
-      EXPECT_EQ(e.moved, 1);
+      EXPECT_EQ((std::tuple{e.pressureLow, e.x, e.moved}),
+                (std::tuple{e.pressure, (3 << 16) + 0x4000, 1}));
     }
   }
-  int p = 512 * 255 / 1023;
-  std::vector<int> want(12, p);
-  want.push_back(255);
-  want.push_back(255);
+  std::vector<int> want(12, 512 * 255 / 1023);
+  want.insert(want.end(), {255, 255});
   EXPECT_EQ(pressures, want);
   // Without a tablet every event has 255 and 0.
   Tablet().open = false;
   InputEvent e{};
   TabletRead(&e);
-  EXPECT_EQ(e.pressure, 255);
-  EXPECT_EQ(e.pressureLow, 0);
+  EXPECT_EQ((std::pair{e.pressure, e.pressureLow}), (std::pair{255, 0}));
 }
 
 TEST_F(LoopTest, EventFilePressureReachesOnlyTheEventsAfterIt) {
@@ -275,19 +272,9 @@ TEST_F(LoopTest, EventFilePressureReachesOnlyTheEventsAfterIt) {
   Load("move 3 3\npressure 100\nmove 4 4\ndown left\npressure none\nmove 5 5\n");
   InputEvent e;
   ASSERT_TRUE(PollEvent(0, &e));
-  EXPECT_EQ(e.pressure, 255);
-  EXPECT_EQ(e.pressureLow, 0);
+  EXPECT_EQ((std::pair{e.pressure, e.pressureLow}), (std::pair{255, 0}));
   Batch();
-  EXPECT_EQ(In.pressure, 100);
-  EXPECT_EQ(In.pressureLow, 100);
-}
-
-HostEvent Press(int x, HostEventType type = HostEventType::ButtonDown) {
-  HostEvent e;
-  e.type = type;
-  e.button = kButtonLeft;
-  e.x = e.y = x;
-  return e;
+  EXPECT_EQ((std::pair{In.pressure, In.pressureLow}), (std::pair{100, 100}));
 }
 
 TEST_F(LoopTest, APressReadInsideTheIdleStageIsStepped) {

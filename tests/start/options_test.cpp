@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "start/command_line.h"
 #include "start/message.h"
 #include "start/options.h"
@@ -29,14 +31,12 @@ TEST(ParseOptions, SetsPathsAndSwitches) {
                         "Image=/p/a.vel", "Swap=/p/b.png", "PageWidth=320",
                         "PageHeight=200", "NOERASEALERT",  "CustomBrush=0"};
   ParseOptions(9, argv);
-  EXPECT_EQ(Paths().configName, "studio");
-  EXPECT_EQ(Paths().projectPath, "/p/a.vel");
-  EXPECT_EQ(Paths().sparePath, "/p/b.png");
-  EXPECT_EQ(Options().undoMode, 2);
-  EXPECT_EQ(Options().pageWidth, 320);
-  EXPECT_EQ(Options().pageHeight, 200);
-  EXPECT_EQ(Options().noEraseAlert, 1);
-  EXPECT_EQ(Options().customBrush, 0);  // zero leaves the limit alone
+  EXPECT_EQ(std::tie(Paths().configName, Paths().projectPath, Paths().sparePath),
+            std::tuple("studio", "/p/a.vel", "/p/b.png"));
+  const RunOptions& o = Options();
+  // CustomBrush=0 leaves the limit alone.
+  EXPECT_EQ(std::tie(o.undoMode, o.pageWidth, o.pageHeight, o.noEraseAlert, o.customBrush),
+            std::tuple(2, 320, 200, 1, 0));
 
   const char* argv2[] = {"vela", "UNDO=Auto", "PageWidth=abc", "PageHeight=-5"};
   static int reports;
@@ -44,10 +44,8 @@ TEST(ParseOptions, SetsPathsAndSwitches) {
   MessageSink old = SetMessageSink([](const char*) { ++reports; });
   ParseOptions(4, argv2);
   SetMessageSink(old);
-  EXPECT_EQ(Options().undoMode, 0);
-  EXPECT_EQ(Options().pageWidth, 0);  // a bad size is reported and left to the configuration
-  EXPECT_EQ(Options().pageHeight, 0);
-  EXPECT_EQ(reports, 2);
+  // A bad size is reported and left to the configuration.
+  EXPECT_EQ(std::tie(o.undoMode, o.pageWidth, o.pageHeight, reports), std::tuple(0, 0, 0, 2));
 }
 
 TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
@@ -56,13 +54,9 @@ TEST(CommandLine, AcceptsFlagsOptionsAndOnePath) {
   CommandLine cl;
   std::string err;
   ASSERT_TRUE(ParseCommandLine(10, argv, {}, &cl, &err)) << err;
-  EXPECT_TRUE(cl.headless);
-  EXPECT_EQ(cl.width, 320);
-  EXPECT_EQ(cl.height, 200);
+  EXPECT_EQ(std::tie(cl.headless, cl.width, cl.height, cl.screenshot, cl.home, cl.path),
+            std::tuple(true, 320, 200, "s.png", "/h", "Config.vel"));
   EXPECT_EQ(cl.options, std::vector<std::string>{"CONFIG=x"});
-  EXPECT_EQ(cl.screenshot, "s.png");
-  EXPECT_EQ(cl.home, "/h");
-  EXPECT_EQ(cl.path, "Config.vel");
 }
 
 TEST(CommandLine, RefusesWhatItCannotUse) {

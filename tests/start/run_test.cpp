@@ -2,6 +2,7 @@
 // and what of it is saved.
 #include <unistd.h>
 
+#include <tuple>
 #include <vector>
 
 #include "start/message.h"
@@ -57,11 +58,6 @@ class RunTest : public HomeTest {
     };
     return VelaMain(static_cast<int>(argv.size()), argv.data(), h);
   }
-  // The configuration as the run left it on disk.
-  static void Reopen() {
-    ConfigOpen(nullptr);
-    ConfigOpen("Standard");
-  }
   fs::path cwd_;
   MessageSink old_ = nullptr;
 };
@@ -70,18 +66,17 @@ TEST_F(RunTest, OptionsChangeTheRunAndNotTheSavedSettings) {
   Write(home_ / "Vela.INI", "[STARTUP]\nForceTablet=yesterday\nTablet=nowhere\nScreenOffsetX=7\n");
   Write(File("Standard"), "[Main]\nScreenOffsetType=2\nPageWidth=200\nPageHeight=100\n");
   ASSERT_EQ(Run({"ScreenOffsetY=9", "ScreenOffsetType=3", "PageWidth=50", "PageHeight=40"}), 0);
-  EXPECT_EQ(g_seen.main.screenOffsetX, 7);
-  EXPECT_EQ(g_seen.main.screenOffsetY, 9);
-  EXPECT_EQ(g_seen.main.screenOffsetType, 3);
-  EXPECT_EQ(g_seen.pageWidth, 50);
-  EXPECT_EQ(g_seen.pageHeight, 40);
+  const MainSettings& m = g_seen.main;
+  EXPECT_EQ(std::tie(m.screenOffsetX, m.screenOffsetY, m.screenOffsetType, g_seen.pageWidth,
+                     g_seen.pageHeight),
+            std::tuple(7, 9, 3, 50, 40));
   // Only the words themselves count: "yesterday" is no yes, "nowhere" no no.
   EXPECT_FALSE(g_seen.tablet.forceMoved);
   EXPECT_TRUE(g_seen.tablet.open);
-  Reopen();
-  EXPECT_EQ(Get("Main", "ScreenOffsetType"), "2");
-  EXPECT_EQ(Get("Main", "PageWidth"), "200");
-  EXPECT_EQ(Get("Main", "PageHeight"), "100");
+  Reopen("Standard");
+  for (auto [key, value] :
+       {std::pair{"ScreenOffsetType", "2"}, {"PageWidth", "200"}, {"PageHeight", "100"}})
+    EXPECT_EQ(Get("Main", key), value) << key;
 
   Write(home_ / "Vela.INI", "[STARTUP]\nForceTablet=YES\nTablet=No\n");
   ASSERT_EQ(Run({}), 0);
@@ -94,7 +89,7 @@ TEST_F(RunTest, SaveConfigZeroLeavesTheLockedPageSizeAndAllModuleKeys) {
   const std::string text = "[Main]\nSaveConfig=0\nPageWidth=300\nPageHeight=30\nMouse=2\n";
   Write(File("Standard"), text);
   ASSERT_EQ(Run({"PageWidth=64", "PageHeight=48"}), 0);
-  Reopen();
+  Reopen("Standard");
   for (auto [key, value] :
        {std::pair{"PageWidth", "300"}, {"PageHeight", "30"}, {"Mouse", "2"}, {"SaveConfig", "0"}})
     EXPECT_EQ(Get("Main", key), value) << key;
@@ -102,28 +97,27 @@ TEST_F(RunTest, SaveConfigZeroLeavesTheLockedPageSizeAndAllModuleKeys) {
 
   Write(File("Standard"), "[Main]\nLockPageSize=on\nPageWidth=300\nPageHeight=30\n");
   ASSERT_EQ(Run({"PageWidth=64", "PageHeight=48"}), 0);
-  Reopen();
+  Reopen("Standard");
   EXPECT_EQ(Get("Main", "PageWidth"), "300");
   EXPECT_EQ(Get("Main", "APen"), "255 0 0");
 }
 
 TEST_F(RunTest, APathIsAPathWithItsQuotesTakenOffBeforeItIsResolved) {
+  // The one message of a run on the path.
+  auto said = [&](const char* path) {
+    g_seen.messages.clear();
+    EXPECT_EQ(Run({path}), 0);
+    return g_seen.messages;
+  };
+  using Said = std::vector<std::string>;
   Write(home_ / "my file.vel", "not a project");
-  ASSERT_EQ(Run({"\"my file.vel\""}), 0);
-  ASSERT_EQ(g_seen.messages.size(), 1u);
-  EXPECT_EQ(g_seen.messages[0], (home_ / "my file.vel").string() + "\nUnknown file format");
-
+  EXPECT_EQ(said("\"my file.vel\""),
+            Said{(home_ / "my file.vel").string() + "\nUnknown file format"});
   // Names that begin with an option's name are files, not options.
-  g_seen.messages.clear();
-  ASSERT_EQ(Run({"Config.vel"}), 0);
-  ASSERT_EQ(g_seen.messages.size(), 1u);
-  EXPECT_EQ(g_seen.messages[0], (home_ / "Config.vel").string() + "\nFile not found!");
+  EXPECT_EQ(said("Config.vel"), Said{(home_ / "Config.vel").string() + "\nFile not found!"});
   EXPECT_EQ(Paths().configName, "Standard");
   EXPECT_FALSE(fs::exists(File(".vel")));
-  g_seen.messages.clear();
-  ASSERT_EQ(Run({"Image.png"}), 0);
-  ASSERT_EQ(g_seen.messages.size(), 1u);
-  EXPECT_EQ(g_seen.messages[0], (home_ / "Image.png").string() + "\nFile not found!");
+  EXPECT_EQ(said("Image.png"), Said{(home_ / "Image.png").string() + "\nFile not found!"});
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "start/settings.h"
 
+#include <array>
+
 #include "host/profile.h"
 #include "start_fixture.h"
 
@@ -28,26 +30,23 @@ class SettingsTest : public HomeTest {
 };
 
 TEST_F(SettingsTest, WindowPositionsStayOnScreenAndDisplayIsOnOnlyForON) {
-  EXPECT_EQ(ClampWindowCoord(-5, 100, 1280), 0);
-  EXPECT_EQ(ClampWindowCoord(1180, 100, 1280), 1180);
-  EXPECT_EQ(ClampWindowCoord(1181, 100, 1280), 1180);
-
-  int x, y;
-  ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
-  EXPECT_EQ(x, 30);
-  EXPECT_EQ(y, 40);
+  EXPECT_EQ((std::array{ClampWindowCoord(-5, 100, 1280), ClampWindowCoord(1180, 100, 1280),
+                        ClampWindowCoord(1181, 100, 1280)}),
+            (std::array{0, 1180, 1180}));
+  auto pos = [] {
+    std::pair<int, int> p;
+    ConfigGetWindowPos("Clock", 30, 40, 200, 100, &p.first, &p.second);
+    return p;
+  };
+  EXPECT_EQ(pos(), std::pair(30, 40));
   ConfigPutWindowPos("Clock", -20, 5000);
   EXPECT_EQ(Get("Clock", "WIN_X"), "-20");
-  ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
-  EXPECT_EQ(x, 0);
-  EXPECT_EQ(y, 700);  // the default screen is 1280 by 800
-
+  EXPECT_EQ(pos(), std::pair(0, 700));  // the default screen is 1280 by 800
   ScreenRecord screen{};
   screen.width = 1920;
   screen.height = 1080;
   Ws.screen = &screen;
-  ConfigGetWindowPos("Clock", 30, 40, 200, 100, &x, &y);
-  EXPECT_EQ(y, 980);
+  EXPECT_EQ(pos(), std::pair(0, 980));
 
   // A window is shown only for "ON".
   EXPECT_TRUE(ConfigGetDisplay("Clock", true));
@@ -107,9 +106,8 @@ TEST_F(SettingsTest, ReadOnlyKeysDefaultToWhatStartUpRead) {
   MainSet.edmund = "mine.vec";
   MainSet.project = "/p/x.vel";
   LoadMainSettings();
-  EXPECT_EQ(MainSet.gauge, 0);
-  EXPECT_EQ(MainSet.edmund, "mine.vec");
-  EXPECT_EQ(MainSet.project, "/p/x.vel");
+  EXPECT_EQ(std::tie(MainSet.gauge, MainSet.edmund, MainSet.project),
+            std::tuple(0, "mine.vec", "/p/x.vel"));
   EXPECT_EQ(MainWith("Gauge", "1").gauge, 1);
   EXPECT_EQ(MainWith("Project", "/q.vel").project, "/q.vel");
 
@@ -127,8 +125,7 @@ TEST_F(SettingsTest, TempAndZoomAutoCenterFallBackToTheIni) {
   WritePrivateProfileString("STARTUP", "temp", "/scratch/", Paths().iniPath.c_str());
   WritePrivateProfileString("STARTUP", "ZoomAutoCenter", "1", Paths().iniPath.c_str());
   LoadMainSettings();
-  EXPECT_EQ(MainSet.temp, "/scratch/");
-  EXPECT_EQ(MainSet.zoomAutoCenter, 1);
+  EXPECT_EQ(std::tie(MainSet.temp, MainSet.zoomAutoCenter), std::tuple("/scratch/", 1));
   EXPECT_EQ(MainWith("temp", "/mine").temp, "/mine");
   EXPECT_EQ(MainWith("ZoomAutoCenter", "0").zoomAutoCenter, 0);
 
@@ -183,16 +180,14 @@ TEST_F(SettingsTest, ScreenStateIsWhatGetsSaved) {
   Ws.screen = &screen;
   MainSet.displayMode = DisplayMode::Best;
   SaveMainSettings();
-  EXPECT_EQ(Get("Main", "FullScreen"), "on");
-  EXPECT_EQ(Get("Main", "DisplayMode"), "Fast");
+  EXPECT_EQ(Get("Main", "FullScreen") + " " + Get("Main", "DisplayMode"), "on Fast");
 }
 
 TEST_F(SettingsTest, LockPageSizeKeepsThePageSizeUnwritten) {
   ConfigPut("Main", "LockPageSize", "oN");
   MainSet.pageWidth = 1000;
   SaveMainSettings();
-  EXPECT_EQ(Get("Main", "PageWidth"), "<none>");
-  EXPECT_EQ(Get("Main", "PageHeight"), "<none>");
+  EXPECT_EQ(Get("Main", "PageWidth") + Get("Main", "PageHeight"), "<none><none>");
   ConfigPut("Main", "LockPageSize", "Only");
   SaveMainSettings();
   EXPECT_EQ(Get("Main", "PageWidth"), "1000");
@@ -223,10 +218,11 @@ TEST_F(SettingsTest, SystemSection) {
   SystemSet.brushMode = kBrushModeNever;
   SystemSet.systemBrowser = true;
   SaveSystemSettings();
-  EXPECT_EQ(Get("System", "BrushMode"), "Never");
-  EXPECT_EQ(Get("System", "Browser"), "System");
-  EXPECT_EQ(Get("System", "CustomBrush"), "5000");
-  EXPECT_EQ(Get("System", "Bulle"), "1");
+  for (auto [key, value] : {std::pair{"BrushMode", "Never"},
+                            {"Browser", "System"},
+                            {"CustomBrush", "5000"},
+                            {"Bulle", "1"}})
+    EXPECT_EQ(Get("System", key), value) << key;
 }
 
 }  // namespace

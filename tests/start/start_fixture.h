@@ -41,6 +41,11 @@ class HomeTest : public ::testing::Test {
     s << in.rdbuf();
     return s.str();
   }
+  // Reads the store's file afresh.
+  static void Reopen(const char* name) {
+    ConfigOpen(nullptr);
+    ConfigOpen(name);
+  }
   // A value of the open store, "<none>" when missing.
   static std::string Get(const char* section, const char* key, const char* def = "<none>") {
     char buf[4096];
