@@ -83,7 +83,26 @@ class DiskCache : public ScratchTest {
     if (!CacheGet(key, out.data(), size, noLoad)) return {};
     return out;
   }
+  static int PutAt(int32_t key, const std::vector<uint8_t>& v, int mode = 0) {
+    return CachePut(key, v.data(), static_cast<int32_t>(v.size()), mode);
+  }
+  static int Compare(int32_t key, const std::vector<uint8_t>& v, int32_t size) {
+    return CacheCompare(key, v.data(), size);
+  }
+  // CacheStats 0 to n - 1.
+  static std::vector<int64_t> Stats(int n = 4) {
+    std::vector<int64_t> out;
+    for (int i = 0; i < n; ++i) out.push_back(CacheStats(i));
+    return out;
+  }
+  static std::vector<int> Where(const std::vector<int32_t>& keys) {
+    std::vector<int> out;
+    for (int32_t k : keys) out.push_back(CacheWhere(k));
+    return out;
+  }
 };
+using I64 = std::vector<int64_t>;
+using Ints = std::vector<int>;
 
 TEST_F(DiskCache, KeepsBytesOfEverySizeInMemory) {
   Start(4 << 20);
@@ -95,28 +114,26 @@ TEST_F(DiskCache, KeepsBytesOfEverySizeInMemory) {
     total += size;
   }
   for (auto& [key, v] : kept) {
-    EXPECT_EQ(Get(key, static_cast<int>(v.size())), v);
-    EXPECT_EQ(CacheWhere(key), 1);
-    EXPECT_EQ(CacheCompare(key, v.data(), static_cast<int32_t>(v.size())), 1);
+    const int n = static_cast<int>(v.size());
     auto changed = v;
     changed.back() ^= 1;
-    EXPECT_EQ(CacheCompare(key, changed.data(), static_cast<int32_t>(v.size())), 0);
-    EXPECT_EQ(CacheCompare(key, v.data(), static_cast<int32_t>(v.size()) - 1), 0);
-    std::vector<uint8_t> small(v.size() - 1);
-    EXPECT_EQ(CacheGet(key, small.data(), static_cast<int32_t>(small.size()), 0), 0);
+    EXPECT_EQ(Get(key, n), v);
+    EXPECT_TRUE(Get(key, n - 1).empty());  // too small a buffer
+    // Equal, one byte changed, one byte short.
+    EXPECT_EQ((Ints{CacheWhere(key), Compare(key, v, n), Compare(key, changed, n),
+                    Compare(key, v, n - 1)}),
+              (Ints{1, 1, 0, 0}));
   }
-  EXPECT_EQ(CacheStats(0), total);
-  EXPECT_EQ(CacheStats(1), 0);
-  EXPECT_EQ(CacheStats(2), 1024 * 512);
+  EXPECT_EQ(Stats(3), (I64{total, 0, 1024 * 512}));
   EXPECT_EQ(g_faults.writes, 0);
 
   // An entry of size 0 exists but has nothing to give.
   int32_t empty = NextKey();
   EXPECT_EQ(CachePut(empty, nullptr, 0, 0), 1);
   uint8_t byte;
-  EXPECT_EQ(CacheGet(empty, &byte, 1, 0), 0);
-  EXPECT_EQ(CacheWhere(empty), 0);
-  EXPECT_EQ(CacheGet(NextKey(), &byte, 1, 0), 0);
+  EXPECT_EQ(
+      (Ints{CacheGet(empty, &byte, 1, 0), CacheWhere(empty), CacheGet(NextKey(), &byte, 1, 0)}),
+      (Ints{0, 0, 0}));
   int32_t a = NextKey(), b = NextKey();  // keys only grow
   EXPECT_GT(b, a);
   EXPECT_GT(a, 0);
@@ -132,17 +149,13 @@ TEST_F(DiskCache, SizeZeroSendsEverythingThroughTheFileAndSurvivesAFailedRead) {
 
   auto a = Bytes(1500, 1), b = Bytes(512, 2);
   int32_t ka = Put(a), kb = Put(b);
-  EXPECT_EQ(CacheStats(0), 0);
-  EXPECT_EQ(CacheStats(1), 2012);
-  EXPECT_EQ(CacheStats(2), 0);
-  EXPECT_EQ(CacheStats(3), 0x40000);  // the file grows by 512 blocks
-  EXPECT_EQ(CacheWhere(ka), 2);
+  EXPECT_EQ(Stats(), (I64{0, 2012, 0, 0x40000}));  // the file grows by 512 blocks
   EXPECT_EQ(Get(ka, 1500), a);
   EXPECT_EQ(Get(kb, 512), b);
-  EXPECT_EQ(CacheCompare(ka, a.data(), 1500), 1);
+  EXPECT_EQ(Compare(ka, a, 1500), 1);
   a[1499] ^= 0x80;
-  EXPECT_EQ(CacheCompare(ka, a.data(), 1500), 0);
-  EXPECT_EQ(CacheWhere(ka), 2);  // nothing could be loaded back
+  EXPECT_EQ(Compare(ka, a, 1500), 0);
+  EXPECT_EQ(CacheWhere(ka), 2);  // nothing was loaded back
   // A failing read is reported and harmless.
   g_faults.failReadAt = g_faults.reads + 1;
   EXPECT_TRUE(Get(kb, 512).empty());
@@ -150,9 +163,8 @@ TEST_F(DiskCache, SizeZeroSendsEverythingThroughTheFileAndSurvivesAFailedRead) {
   EXPECT_EQ(Get(kb, 512), b);
 
   // Memory only: refused and gone.
-  auto c = Bytes(100, 3);
   int32_t kc = NextKey();
-  EXPECT_EQ(CachePut(kc, c.data(), 100, 2), 0);
+  EXPECT_EQ(PutAt(kc, Bytes(100, 3), 2), 0);
   EXPECT_TRUE(Get(kc, 100).empty());
 
   CacheStop();
@@ -164,17 +176,14 @@ TEST_F(DiskCache, EvictsTheOldestFirstAndWritesOnlyOnce) {
   const int size = 200 * 512;
   std::vector<int32_t> keys;
   for (int i = 0; i < 5; ++i) keys.push_back(Put(Bytes(size, i)));
-  for (int32_t k : keys) EXPECT_EQ(CacheWhere(k), 1);
+  EXPECT_EQ(Where(keys), (Ints{1, 1, 1, 1, 1}));
   EXPECT_EQ(g_faults.writes, 0);
 
   keys.push_back(Put(Bytes(size, 5)));
-  EXPECT_EQ(CacheWhere(keys[0]), 2);
-  for (int i = 1; i < 6; ++i) EXPECT_EQ(CacheWhere(keys[i]), 1) << i;
-
+  EXPECT_EQ(Where(keys), (Ints{2, 1, 1, 1, 1, 1}));
   // Reading the first back makes room by sending out the next oldest, and marks it new.
   EXPECT_EQ(Get(keys[0], size), Bytes(size, 0));
-  EXPECT_EQ(CacheWhere(keys[0]), 3);
-  EXPECT_EQ(CacheWhere(keys[1]), 2);
+  EXPECT_EQ(Where(keys), (Ints{3, 2, 1, 1, 1, 1}));
 
   // Idle writing copies the oldest entry without a disk copy and keeps it in memory...
   ASSERT_EQ(CacheWriteOne(), 1);
@@ -198,19 +207,16 @@ TEST_F(DiskCache, ModesOneAndTwo) {
   int32_t a = Put(Bytes(size, 1), 2), b = Put(Bytes(size, 2), 0), c = Put(Bytes(size, 3), 0);
   // Mode 1 does not push others out when memory lacks.
   int32_t d = Put(Bytes(size, 4), 1);
-  EXPECT_EQ(CacheWhere(d), 2);
-  EXPECT_EQ(CacheWhere(a), 1);
+  EXPECT_EQ(Where({d, a}), (Ints{2, 1}));
   // Mode 0 evicts; the discardable oldest is dropped, not written.
   int32_t e = Put(Bytes(size, 5), 0);
-  EXPECT_EQ(CacheWhere(e), 1);
-  EXPECT_EQ(CacheWhere(a), 0);
+  EXPECT_EQ(Where({e, a}), (Ints{1, 0}));
   EXPECT_TRUE(Get(a, size).empty());
   EXPECT_EQ(Get(b, size), Bytes(size, 2));
   EXPECT_EQ(Get(c, size), Bytes(size, 3));
   EXPECT_EQ(Get(d, size), Bytes(size, 4));
   // Discardable entries are never written in idle time.
-  int32_t f = NextKey();
-  EXPECT_EQ(CachePut(f, Bytes(10, 6).data(), 10, 2), 1);
+  int32_t f = Put(Bytes(10, 6), 2);
   while (CacheWriteOne()) {
   }
   EXPECT_EQ(CacheWhere(f), 1);
@@ -221,19 +227,17 @@ TEST_F(DiskCache, PutAgainWithANewSizeFreesTheOldBlocks) {
   int32_t k = Put(Bytes(5000, 1));
   const int64_t freeBlocks = GetCacheCounts().diskFree;
   auto small = Bytes(100, 2);
-  ASSERT_EQ(CachePut(k, small.data(), 100, 0), 1);
+  ASSERT_EQ(PutAt(k, small), 1);
   EXPECT_EQ(GetCacheCounts().diskFree, freeBlocks + 10 - 1);
   EXPECT_EQ(CacheStats(1), 100);
   EXPECT_EQ(Get(k, 100), small);
   EXPECT_TRUE(Get(k, 99).empty());
 
   CacheSetLimit(2 << 20);
-  auto big = Bytes(20000, 3);
-  ASSERT_EQ(CachePut(k, big.data(), 20000, 0), 1);
+  ASSERT_EQ(PutAt(k, Bytes(20000, 3)), 1);
   EXPECT_EQ(CacheWhere(k), 1);
-  EXPECT_EQ(CacheStats(1), 0);
-  EXPECT_EQ(CacheStats(0), 20000);
-  ASSERT_EQ(CachePut(k, small.data(), 100, 0), 1);
+  EXPECT_EQ(Stats(2), (I64{20000, 0}));
+  ASSERT_EQ(PutAt(k, small), 1);
   EXPECT_EQ(CacheStats(0), 100);
   EXPECT_EQ(GetCacheCounts().freeCount, 1023);
 }
@@ -245,20 +249,18 @@ TEST_F(DiskCache, DeletedKeysAreGoneBeforeAndAfterCompaction) {
   EXPECT_EQ(CacheDelete(keys[10]), 1);
   EXPECT_EQ(CacheDelete(keys[10]), 0);
   EXPECT_TRUE(Get(keys[10], 600).empty());
-  EXPECT_EQ(CacheCompare(keys[10], Bytes(600, 10).data(), 600), 0);
+  EXPECT_EQ(Compare(keys[10], Bytes(600, 10), 600), 0);
   EXPECT_EQ(GetCacheCounts().tombstones, 1);
   for (int i = 0; i < 256; ++i)
     if (i != 10) CacheDelete(keys[i]);
-  EXPECT_EQ(GetCacheCounts().tombstones, 256);
-  EXPECT_EQ(GetCacheCounts().entries, 300);
+  auto counts = [] { return I64{GetCacheCounts().tombstones, GetCacheCounts().entries}; };
+  EXPECT_EQ(counts(), (I64{256, 300}));
   CacheDelete(keys[256]);
-  EXPECT_EQ(GetCacheCounts().tombstones, 0);
-  EXPECT_EQ(GetCacheCounts().entries, 43);
+  EXPECT_EQ(counts(), (I64{0, 43}));
   for (int i = 0; i < 300; ++i) EXPECT_EQ(Get(keys[i], 600).empty(), i <= 256) << i;
   // A deleted key may be put again, also after its tombstone was swept away.
-  auto v = Bytes(40, 7);
-  ASSERT_EQ(CachePut(keys[3], v.data(), 40, 0), 1);
-  EXPECT_EQ(Get(keys[3], 40), v);
+  ASSERT_EQ(PutAt(keys[3], Bytes(40, 7)), 1);
+  EXPECT_EQ(Get(keys[3], 40), Bytes(40, 7));
   EXPECT_EQ(Get(keys[299], 600), Bytes(600, 299));
   EXPECT_EQ(CacheStats(0), 43 * 600 + 40);
 }
@@ -279,7 +281,7 @@ TEST_F(DiskCache, AFailingWriteLosesNothingStored) {
     for (int i = 0; i < 24; ++i) {
       auto v = Bytes(static_cast<int>(rng() % 90000) + 1, i);
       int32_t key = NextKey();
-      if (CachePut(key, v.data(), static_cast<int32_t>(v.size()), i % 5 == 0 ? 1 : 0))
+      if (PutAt(key, v, i % 5 == 0 ? 1 : 0))
         kept[key] = v;
       else
         EXPECT_TRUE(Get(key, static_cast<int>(v.size())).empty());
@@ -292,8 +294,7 @@ TEST_F(DiskCache, AFailingWriteLosesNothingStored) {
     g_faults.failWriteAt = 0;
     for (auto& [k, want] : kept) ASSERT_EQ(Get(k, static_cast<int>(want.size())), want);
     for (auto& [k, want] : kept) CacheDelete(k);
-    EXPECT_EQ(CacheStats(0), 0);
-    EXPECT_EQ(CacheStats(1), 0);
+    EXPECT_EQ(Stats(2), (I64{0, 0}));
     EXPECT_EQ(GetCacheCounts().diskFree * 512, CacheStats(3));
     EXPECT_EQ(GetCacheCounts().freeCount, GetCacheCounts().allocated);
     if (!failed) break;
@@ -315,14 +316,14 @@ TEST_F(DiskCache, FileGrowthWarnsOfAFullDiskAndSurvivesAFailedExtension) {
 
   g_faults.failExtend = true;
   int32_t c = NextKey();
-  EXPECT_EQ(CachePut(c, v.data(), static_cast<int32_t>(v.size()), 0), 0);
+  EXPECT_EQ(PutAt(c, v), 0);
   EXPECT_EQ(CacheStats(3), 0x80000);
   EXPECT_TRUE(Get(c, 0x40000).empty());
   EXPECT_EQ(Get(a, 0x40000), v);
   EXPECT_EQ(Get(b, 0x40000), v);
   // Freed disk blocks are used again before the file grows.
   CacheDelete(a);
-  EXPECT_EQ(CachePut(c, v.data(), static_cast<int32_t>(v.size()), 0), 1);
+  EXPECT_EQ(PutAt(c, v), 1);
   EXPECT_EQ(CacheStats(3), 0x80000);
   EXPECT_EQ(Get(c, 0x40000), v);
 }
@@ -343,8 +344,7 @@ TEST_F(DiskCache, AutomaticTrimFollowsPhysicalMemory) {
   const int64_t before = GetCacheCounts().allocated;
   g_faults.physical = 0;
   CacheTrim();
-  EXPECT_EQ(GetCacheCounts().quota, 0);
-  EXPECT_EQ(GetCacheCounts().allocated, before);
+  EXPECT_EQ((I64{GetCacheCounts().quota, GetCacheCounts().allocated}), (I64{0, before}));
   CacheTrim();
   CacheCounts n = GetCacheCounts();
   EXPECT_EQ(n.quota, 0);
@@ -372,14 +372,14 @@ TEST_F(DiskCache, TrimArithmetic) {
   Put(Bytes(512, 1));  // one slab: 1024 blocks, 1023 of them free
   const int64_t used = 1024 * 512 + CacheScratchBytes + BlockBytes;
   g_faults.physical = (used - 10000) * 5 / 2;  // 0.4 of it is 10000 short
+  auto counts = [] {
+    CacheCounts n = GetCacheCounts();
+    return I64{n.quota, n.freeCount, n.allocated};
+  };
   CacheTrim();
-  CacheCounts n = GetCacheCounts();
-  EXPECT_EQ(n.quota, 0);
-  EXPECT_EQ(n.freeCount, 1023);
+  EXPECT_EQ(counts(), (I64{0, 1023, 1024}));
   CacheTrim();  // 20 rounds of 520
-  n = GetCacheCounts();
-  EXPECT_EQ(n.freeCount, 1003);
-  EXPECT_EQ(n.allocated, 1004);
+  EXPECT_EQ(counts(), (I64{0, 1003, 1004}));
 }
 
 TEST_F(DiskCache, TrimCompactsSlabsKeepingLiveBlocks) {
@@ -400,13 +400,11 @@ TEST_F(DiskCache, TrimCompactsSlabsKeepingLiveBlocks) {
 }
 
 TEST(CacheSize, ReadsTheIniValueThenANumberInMain) {
-  EXPECT_EQ(ParseCacheSize("-1", ""), -1);
-  EXPECT_EQ(ParseCacheSize("1048576", ""), 1048576);
-  EXPECT_EQ(ParseCacheSize("1048576", "/tmp/"), 1048576);
-  EXPECT_EQ(ParseCacheSize("-1", "2000000"), 2000000);
-  EXPECT_EQ(ParseCacheSize("-1", "0"), 0);
-  EXPECT_EQ(ParseCacheSize("lots", nullptr), -1);
-  EXPECT_EQ(ParseCacheSize("12abc", "12 monkeys"), -1);
+  EXPECT_EQ((I64{ParseCacheSize("-1", ""), ParseCacheSize("1048576", ""),
+                 ParseCacheSize("1048576", "/tmp/"), ParseCacheSize("-1", "2000000"),
+                 ParseCacheSize("-1", "0"), ParseCacheSize("lots", nullptr),
+                 ParseCacheSize("12abc", "12 monkeys")}),
+            (I64{-1, 1048576, 1048576, 2000000, 0, -1, -1}));
 }
 
 // A child starts a cache, tells its scratch path and ends by the signal. Without status it is

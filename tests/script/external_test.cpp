@@ -76,16 +76,13 @@ TEST_F(External, RepliesFollowTheRules) {
 }
 
 TEST_F(External, ProtocolGlobalsSurviveAQueuedCommand) {
-  BracketMode = 1;
-  ResultWritten = 2;
-  EXPECT_EQ(Ask("qd_getwidth", 1), "data 320");
-  EXPECT_EQ(BracketMode, 1);
-  EXPECT_EQ(ResultWritten, 2);
-  BracketMode = 0;
-  ResultWritten = 0;
-  EXPECT_EQ(Ask("[qd_getwidth]", 1), "data [320]");
-  EXPECT_EQ(BracketMode, 0);
-  EXPECT_EQ(ResultWritten, 0);
+  for (auto [command, answer, mode] :
+       {std::tuple{"qd_getwidth", "data 320", 1}, {"[qd_getwidth]", "data [320]", 0}}) {
+    BracketMode = mode;
+    ResultWritten = 2 * mode;
+    EXPECT_EQ(Ask(command, 1), answer);
+    EXPECT_EQ(std::pair(BracketMode, ResultWritten), std::pair(mode, 2 * mode));
+  }
 }
 
 TEST_F(External, QueueWaitsForTheButtonAndIsRefusedAtShutDown) {
