@@ -33,6 +33,7 @@
 #include "start/settings.h"
 #include "start/workspace.h"
 #include "windows/layers_window.h"
+#include "windows/menu.h"
 #include "windows/requester.h"
 #include "windows/system.h"
 #include "windows/window.h"
@@ -113,6 +114,7 @@ const SettingsStep kLoad[] = {
     {"MLayers", LoadLayerSettings},
     {"MLayers", LoadMixerSettings},
     {"IO", LoadSaveSettings},
+    {"MainMenu", LoadMainMenuSettings},
 };
 
 const SettingsStep kSave[] = {
@@ -125,6 +127,7 @@ const SettingsStep kSave[] = {
     {"MLayers", SaveLayerSettings},
     {"MLayers", SaveMixerSettings},
     {"IO", StoreSaveSettings},
+    {"MainMenu", SaveMainMenuSettings},
 };
 
 const SettingsStep kRelease[] = {
@@ -186,6 +189,7 @@ const RunHooks& ProgramHooks() {
     AddActions(LayerOpsActions());
     AddActions(MixerActions());
     AddActions(MagicNumberActions());
+    AddMainMenuActions();
     AddActions(LoopActions());
     AddActions(FileActions());
     Input().keyMap = KeyMapEvent;

@@ -879,7 +879,6 @@ void LoadMainMenuSettings() {
   MenuStyle = std::clamp(ConfigGetInt("MainMenu", "Style", 0), 0, 5);
   g_winX = ConfigGetInt("MainMenu", "WIN_X", 0);
   g_winY = ConfigGetInt("MainMenu", "WIN_Y", 0);
-  BuildMainMenu();
 }
 
 namespace {

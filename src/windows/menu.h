@@ -57,7 +57,7 @@ void RefreshMenu(MenuItem* table);
 // What a chosen row does: its own operation where it has one, else its action.
 void RunMenuItem(const MenuItem* row);
 
-// The bar's config (section MainMenu) and the MenuOnOff, SwapMenu and OpenMenu actions.
+// Section MainMenu (the load builds nothing), and the MenuOnOff, SwapMenu and OpenMenu actions.
 void LoadMainMenuSettings();
 void SaveMainMenuSettings();
 void AddMainMenuActions();

@@ -153,6 +153,7 @@ TEST_F(MenuTest, FreeBarPulledBackOpensUpwardInTheLowerHalf) {
   ConfigPutInt("MainMenu", "WIN_X", 600);
   ConfigPutInt("MainMenu", "WIN_Y", 470);
   LoadMainMenuSettings();
+  ASSERT_TRUE(BuildMainMenu());
   Window* bar = MainMenuWindow();
   ASSERT_NE(bar, nullptr);
   EXPECT_EQ(bar->flags, 0u);
