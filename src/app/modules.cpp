@@ -33,9 +33,12 @@
 #include "start/settings.h"
 #include "start/workspace.h"
 #include "windows/layers_window.h"
+#include "windows/pressure_grid_windows.h"
 #include "windows/menu.h"
 #include "windows/requester.h"
 #include "windows/system.h"
+#include "windows/toolbar.h"
+#include "windows/tools_window.h"
 #include "windows/window.h"
 
 namespace vela {
@@ -109,21 +112,27 @@ const InitStep kInit[] = {
 // Each module reads its own section, in this order.
 const SettingsStep kLoad[] = {
     {"Main", LoadMainSettings},         {"Keyboard", BuildActionTable},
-    {"Pens", LoadPens},                 {"System", LoadSystemSettings},
+    {"Pens", LoadPens},                 {"Pens", LoadToolsWindowSettings},
+    {"System", LoadSystemSettings},
     {"Pressure", LoadPressureSettings}, {"Grid", LoadGridSettings},
+    {"Grid", LoadPressureGridWindows},
     {"MLayers", LoadLayerSettings},
     {"MLayers", LoadMixerSettings},
     {"IO", LoadSaveSettings},
     {"MainMenu", LoadMainMenuSettings},
+    {"Main", LoadToolbarSettings},
 };
 
 const SettingsStep kSave[] = {
     {"Keyboard", SaveKeyboardSettings},
     {"Pens", SavePens},
+    {"Pens", SaveToolsWindowSettings},
+    {"Main", SaveToolbarSettings},
     {"Main", SaveMainSettings},
     {"System", SaveSystemSettings},
     {"Pressure", SavePressureSettings},
     {"Grid", SaveGridSettings},
+    {"Grid", SavePressureGridWindows},
     {"MLayers", SaveLayerSettings},
     {"MLayers", SaveMixerSettings},
     {"IO", StoreSaveSettings},
@@ -180,14 +189,14 @@ const RunHooks& ProgramHooks() {
     SetToolHandler(kToolSpline, SplineToolStep);
     SetToolHandler(kToolEllipse, EllipseToolStep);
     Loop().endTool = EndCurrentShapeTool;
-    Loop().selectDrawingTool = [](int slot, int mode) {
-      if (mode != -2) SelectDrawingTool(slot);
-    };
+    Loop().selectDrawingTool = ToolbarDrawingTool;
     AddActions(ToolActions());
     Loop().refreshThumbnail = RefreshThumbnail;
     AddActions(UndoActions());
     AddActions(LayerOpsActions());
     AddActions(MixerActions());
+    AddActions(ToolsWindowActions());
+    AddActions(PressureGridActions());
     AddActions(MagicNumberActions());
     AddMainMenuActions();
     AddActions(LoopActions());
@@ -195,6 +204,7 @@ const RunHooks& ProgramHooks() {
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();
+    InstallToolbar();
     InstallRequesters();
     return h;
   }();
