@@ -276,6 +276,8 @@ std::string KeyName(int code, int character, int qualifiers) {
   }
   if (qualifiers & 1) pre += "shift ";
   if (code >= 'A' && code <= 'Z') return pre + static_cast<char>(code - 'A' + 'a');
+  // The keypad's digits share the digit rows; their characters are dropped like the others.
+  if (code >= 96 && code <= 105) code = '0' + (code - 96);
   if (code >= '0' && code <= '9') return (qualifiers & 1) ? "" : pre + static_cast<char>(code);
   if (code >= 112 && code <= 123) return pre + "F" + std::to_string(code - 111);
   switch (code) {

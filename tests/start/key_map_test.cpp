@@ -87,6 +87,8 @@ TEST_F(KeyMapTest, EventsGetTheNamesOfTheRowsAndTheDefaultMapBindsThem) {
       {'Z', 0, 2, "ctrl z", "Undo"},
       {'U', 0, 1, "shift u", "Refill"},
       {'5', 0, 0, "5", "CenterZoom"},
+      {104, 0, 0, "8", "ScrollUp"},  // the keypad, where the scroll keys lie
+      {96, 0, 0, "0", "ToggleMixer"},
       {kCharacterCode, '+', 0, "+", "IncreaseToolsSize"},
       {kCharacterCode, '=', 0, "=", "DisplayAllLayer"},
       {kCharacterCode, '"', 0, "\"", "SelectOpacity"},
