@@ -42,16 +42,31 @@ void ImportImageAction() {
   if (!path.empty()) LoadImage(path.c_str());
 }
 
+// The prompt's title names the format, not the menu row: rows are padded, and one row stands for
+// several formats (ILBM, ILBM12, ILBM8; Sun 24 and 32 bits).
+std::string SaveImageTitle(int mode) {
+  struct Title {
+    int mode;
+    const char* name;
+  };
+  static const Title kTitles[] = {
+      {0, "DEEP"},    {1, "Delta"},  {2, "ILBM"}, {3, "TGA"},        {4, "Rendition"},
+      {5, "ILBM12"},  {20, "ILBM8"}, {7, "JPEG"}, {13, "GIF"},       {15, "SUN 24"},
+      {16, "SUN 32"}, {21, "BMP"},   {22, "PCX"}, {23, "SOFTIMAGE"}, {25, "AVI"},
+      {26, "FLC"},    {28, "PNG"},   {29, "PSD"},
+  };
+  for (const Title& t : kTitles)
+    if (t.mode == mode) return std::string("Save ") + t.name + " Image";
+  const int row = SaveModeRowFor(mode);
+  if (row < 0 || row >= static_cast<int>(SaveModeRows().size())) return "Save Image";
+  std::string label = SaveModeRows()[row].label;
+  label.erase(0, label.find_first_not_of(' '));
+  label.erase(label.find_last_not_of(' ') + 1);
+  return "Save " + (label.empty() ? std::string() : label + " ") + "Image";
+}
+
 void SaveImageAction() {
-  // "Save PNG Image" and so on, after the mode's label.
-  std::string label = "Image";
-  const int row = SaveModeRowFor(CurrentSaveSettings().saveMode);
-  if (row >= 0 && row < static_cast<int>(SaveModeRows().size())) {
-    label = SaveModeRows()[row].label;
-    while (!label.empty() && label.front() == ' ') label.erase(label.begin());
-    label += " Image";
-  }
-  std::string path = AskPath(("Save " + label).c_str(), "");
+  std::string path = AskPath(SaveImageTitle(CurrentSaveSettings().saveMode).c_str(), "");
   if (path.empty()) return;
   SetExtension(&path);
   if (!AskOverwrite(path.c_str())) return;

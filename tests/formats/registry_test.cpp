@@ -2,6 +2,7 @@
 // a damaged file of every reader.
 #include <cstring>
 
+#include "formats/file_actions.h"
 #include "formats_fixture.h"
 #include "start/ask.h"
 
@@ -38,6 +39,32 @@ TEST_F(Registry, KeywordsMatchByTheWordsStartInTableOrder) {
   EXPECT_STREQ(rows[SaveModeRowFor(16)].label, " SUN RASTER ");
   EXPECT_STREQ(rows[SaveModeRowFor(FormatKeyword("sgi"))].label, " SGI Image ");
   EXPECT_EQ(SaveModeRowFor(77), -1);
+}
+
+// The Save Image prompt names the format itself, whatever the menu row that ticks it looks like.
+TEST_F(Registry, TheSaveImagePromptIsTitledByTheFormat) {
+  static std::string title;
+  static const AskHandlers handlers{.askText = [](const char* t, char*, int) {
+    title = t;
+    return false;
+  }};
+  const AskHandlers* old = SetAskHandlers(&handlers);
+  const int oldMode = CurrentSaveSettings().saveMode;
+  const ActionRow* save = nullptr;
+  for (const ActionRow& r : FileActions())
+    if (std::strcmp(r.name, "SaveImage") == 0) save = &r;
+  ASSERT_NE(save, nullptr);
+  const std::pair<int, const char*> cases[] = {{28, "Save PNG Image"},    {7, "Save JPEG Image"},
+                                               {3, "Save TGA Image"},     {5, "Save ILBM12 Image"},
+                                               {16, "Save SUN 32 Image"}, {0, "Save DEEP Image"}};
+  for (const auto& [mode, expected] : cases) {
+    CurrentSaveSettings().saveMode = mode;
+    title.clear();
+    save->handler();
+    EXPECT_EQ(title, expected) << mode;
+  }
+  CurrentSaveSettings().saveMode = oldMode;
+  SetAskHandlers(old);
 }
 
 TEST_F(Registry, SnifferTellsTgaOnlyByExtensionAndFormFilesApart) {
