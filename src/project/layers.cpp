@@ -574,30 +574,44 @@ ImageSequence* StretchSequence(ImageSequence* s, int count, const char* title) {
 void ChangeFrameRate(double rate, bool stretch) {
   if (!(rate > 0 && rate <= 100)) return;
   const double old = Ws.frameRate > 0 ? Ws.frameRate : rate;
-  if (stretch && rate != old && !StoreOpenImage()) return;  // nothing changes, nothing is lost
-  Ws.frameRate = rate;
-  if (!stretch || rate == old) return;
+  if (!stretch || rate == old) {
+    Ws.frameRate = rate;
+    return;
+  }
+  if (!StoreOpenImage()) return;  // nothing changes, nothing is lost
   MarkUndo(0, nullptr);
   const double k = rate / old;
   auto scale = [k](int v) { return static_cast<int>(std::lround(v * k)); };
-  for (Layer& l : LayerArray) {
-    const int first = scale(l.first);
-    if (!l.sequence) {
-      l.first = l.last = first;
-      continue;
-    }
-    const int count = std::max(1, scale(l.sequence->count));
+  // Every sequence is stretched before any is replaced, so that a failure or a Stop leaves all
+  // layers, and the rate, as they were: each layer's gauge clears the stop flag of the last.
+  std::vector<ImageSequence*> stretched(LayerArray.size(), nullptr);
+  bool ok = true;
+  for (size_t i = 0; ok && i < LayerArray.size(); ++i) {
+    const Layer& l = LayerArray[i];
+    if (!l.sequence) continue;
     char title[kLayerNameSize + 32];
     std::snprintf(title, sizeof title, "Stretching in progress\n%s", l.name);
-    ImageSequence* stretched = StretchSequence(l.sequence, count, title);
-    if (!stretched) {
-      Message("Error in stretch anim");
+    stretched[i] = StretchSequence(l.sequence, std::max(1, scale(l.sequence->count)), title);
+    ok = stretched[i] != nullptr;
+  }
+  if (!ok) {
+    for (ImageSequence* s : stretched)
+      if (s) s->ops.Destroy(s);
+    if (!GaugeStopped()) Message("Error in stretch anim");
+    SetGaugeStop(false);
+    return;
+  }
+  Ws.frameRate = rate;
+  for (size_t i = 0; i < LayerArray.size(); ++i) {
+    Layer& l = LayerArray[i];
+    l.first = scale(l.first);
+    if (!stretched[i]) {
+      l.last = l.first;
       continue;
     }
     l.sequence->ops.Destroy(l.sequence);
-    l.sequence = stretched;
-    l.first = first;
-    l.last = first + count - 1;
+    l.sequence = stretched[i];
+    l.last = l.first + l.sequence->count - 1;
   }
   OpenAt(Timeline.current, scale(Timeline.position), false);
 }

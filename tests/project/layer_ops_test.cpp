@@ -12,6 +12,7 @@
 #include "project/compose.h"
 #include "project_fixture.h"
 #include "start/actions.h"
+#include "start/gauge.h"
 #include "start/main_loop.h"
 
 namespace vela {
@@ -301,6 +302,27 @@ TEST_F(LayerOps, StretchInTime) {
   ASSERT_EQ(ResizeLayer(0, 5, true, false), 1);
   EXPECT_EQ(CurrentLayer()->first, -2);
   EXPECT_EQ(CurrentLayer()->last, 2);
+
+  // A new frame rate stretches every layer, or, after a Stop in any of them, none.
+  ASSERT_EQ(UserNewLayer("B"), 1);
+  ASSERT_EQ(MakeAnim(1), 1);
+  const int bFirst = CurrentLayer()->first;
+  Ws.frameRate = 25;
+  static int updates = 0;
+  static const GaugeHandlers stopFirst = {[](const char*) {},
+                                          [](int, int) { SetGaugeStop(++updates == 1); }, [] {}};
+  SetGaugeHandlers(&stopFirst);
+  ChangeFrameRate(50, true);
+  SetGaugeHandlers(nullptr);
+  EXPECT_EQ(Ws.frameRate, 25);
+  EXPECT_FALSE(Seen("Error in stretch anim")) << "a Stop is no error";
+  EXPECT_EQ(std::make_pair(LayerAt(0)->first, LayerAt(0)->last), std::make_pair(-2, 2));
+  EXPECT_EQ(LayerAt(1)->last - LayerAt(1)->first, 1);
+  ChangeFrameRate(50, true);
+  EXPECT_EQ(Ws.frameRate, 50);
+  EXPECT_EQ(std::make_pair(LayerAt(0)->first, LayerAt(0)->last), std::make_pair(-4, 5));
+  EXPECT_EQ(std::make_pair(LayerAt(1)->first, LayerAt(1)->last),
+            std::make_pair(2 * bFirst, 2 * bFirst + 3));
 }
 
 TEST_F(LayerOps, MergeBlendsWithOpacityOverTheJoinedRange) {
