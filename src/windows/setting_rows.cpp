@@ -131,6 +131,7 @@ void AddRowGadgets(std::vector<Gadget>* out, RowSet* set, int index, int x, int 
   Gadget label = make(x - 2, x - 2, id + kLabel, kGadInert);
   label.label = r.label;
   label.labelFlags = kLabelLeft;
+  label.help = nullptr;
   out->push_back(label);
   Gadget minus = make(x, x + kStepWidth - 1, id + kMinus, kGadRepeat);
   minus.label = "-";

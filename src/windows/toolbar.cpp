@@ -609,11 +609,11 @@ void RunNamedAction(const char* name) {
 }
 
 void Handler(Window*, Gadget* g, int code) {
-  if (!g) return;
   if (code == kCodeIdle) {
     RefreshToolbar();
     return;
   }
+  if (!g) return;
   if (code == kCodeLeftRelease) ToolbarPress(g->id, 0);
   if (code == kCodeRightRelease) ToolbarPress(g->id, -2);
 }
@@ -662,8 +662,10 @@ Window* OpenToolbar() {
   w->handler = Handler;
   w->onClose = OnClose;
   w->events = kWinWantsIdle;
+  // The screen the Windows lie on; before there is one, the settings' idea of it.
   int sw, sh;
   ScreenSize(&sw, &sh);
+  if (HostScreen s = HostFramebuffer(); s.pixels) sw = s.width, sh = s.height;
   MainSet.winX = ClampWindowCoord(MainSet.winX, kWidth, sw);
   MainSet.winY = ClampWindowCoord(MainSet.winY, kHeight, sh);
   g_shown = Shown{};
