@@ -195,6 +195,8 @@ void FillMerges(int pos, Block* front, Block* back) {
 
 void RebuildDisplay(bool redraw) {
   const int pos = Timeline.position;
+  // No merge is trusted until one is made: a Block that failed may be of an old page size.
+  Ws.displayFlags &= ~0x7F0u;
   for (int attempt = 0; attempt < 2; ++attempt) {
     const MergeNeeds n = NeedsAt(pos);
     if ((n.front && !EnsureBlock(&Ws.frontMerge)) || (n.back && !EnsureBlock(&Ws.backMerge))) {
