@@ -66,6 +66,9 @@ struct Kept {
     w->onClose = onClose;
     w->events = kWinWantsIdle;
     DrawWindow(w);
+    // First time out: beside the toolbar rather than over it.
+    if (x < 0 && ToolbarWindow())
+      x = ToolbarWindow()->right + 8, y = ToolbarWindow()->bottom - height;
     if (x >= 0 && y >= 0) {
       int sw, sh;
       ScreenSize(&sw, &sh);

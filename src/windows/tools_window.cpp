@@ -463,6 +463,8 @@ Window* Build() {
   w->onMove = [](Window*, int*, int*) {};
   w->events = kWinWantsIdle;
   DrawWindow(w);
+  // First time out: beside the toolbar rather than over it.
+  if (g_x < 0 && ToolbarWindow()) g_x = ToolbarWindow()->right + 8, g_y = ToolbarWindow()->top;
   if (g_x >= 0 && g_y >= 0) {
     int sw, sh;
     ScreenSize(&sw, &sh);
