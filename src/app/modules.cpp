@@ -32,6 +32,7 @@
 #include "start/message.h"
 #include "start/settings.h"
 #include "start/workspace.h"
+#include "windows/keymap_window.h"
 #include "windows/layers_window.h"
 #include "windows/pressure_grid_windows.h"
 #include "windows/menu.h"
@@ -201,6 +202,7 @@ const RunHooks& ProgramHooks() {
     AddMainMenuActions();
     AddActions(LoopActions());
     AddActions(FileActions());
+    AddActions(KeymapActions());
     Input().keyMap = KeyMapEvent;
     Loop().cacheWriteOne = [] { return CacheWriteOne() != 0; };
     InstallWindowSystem();
