@@ -46,9 +46,14 @@ inline std::string ShTrim(const std::string& cmd) {
   return Sh(cmd, nullptr, true);
 }
 
-// The X window of a running vela, or "" when none shows within 20 s.
+// The X window of a running vela, or "" when none shows within 20 s. The window opens with its
+// toolbar, which a headless run has not: a middle click puts it away, so both show the same.
 inline std::string WindowOf(const std::string& pid) {
-  return ShTrim("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+  const std::string wid =
+      ShTrim("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
+  if (!wid.empty())
+    Sh("sleep 0.5; xdotool mousemove --window " + wid + " 1 1 click 2 sleep 0.3 mousemove 0 0");
+  return wid;
 }
 
 // The Pen reads the pointer's speed as it comes, and a real window's clock is not an event file's:
