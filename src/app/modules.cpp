@@ -46,6 +46,13 @@ namespace vela {
 
 namespace {
 
+// The key of an action as the menus show it, for the help bubbles.
+const char* ShortcutOf(const char* action) {
+  static std::string key;
+  key = MenuShortcut(action);
+  return key.c_str();
+}
+
 bool StartCache() {
   if (!CacheStart()) return false;
   SetAllocTrimHook(CacheTrim);
@@ -208,6 +215,7 @@ const RunHooks& ProgramHooks() {
     InstallWindowSystem();
     InstallToolbar();
     InstallRequesters();
+    ActionKeyName = ShortcutOf;
     return h;
   }();
   return hooks;

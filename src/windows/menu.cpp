@@ -879,6 +879,8 @@ void LoadMainMenuSettings() {
   MenuStyle = std::clamp(ConfigGetInt("MainMenu", "Style", 0), 0, 5);
   g_winX = ConfigGetInt("MainMenu", "WIN_X", 0);
   g_winY = ConfigGetInt("MainMenu", "WIN_Y", 0);
+  // Built before the first page is shown; a headless run has no one to see it.
+  if (HostIsOpen() && !HostHeadless()) BuildMainMenu();
 }
 
 namespace {
