@@ -47,12 +47,12 @@ inline std::string ShTrim(const std::string& cmd) {
 }
 
 // The X window of a running vela, or "" when none shows within 20 s. The window opens with its
-// menu bar and toolbar, which a headless run has not: Space and a middle click put them away, so
-// both show the same page at the same place.
-inline std::string WindowOf(const std::string& pid) {
+// menu bar and toolbar, which a headless run has not: unless dressed, Space and a middle click put
+// them away, so both show the same page at the same place.
+inline std::string WindowOf(const std::string& pid, bool dressed = false) {
   const std::string wid =
       ShTrim("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
-  if (!wid.empty())
+  if (!wid.empty() && !dressed)
     Sh("sleep 0.5; xdotool windowfocus --sync " + wid + " key space mousemove --window " + wid +
        " 1 1 click 2 sleep 0.3 mousemove 0 0");
   return wid;

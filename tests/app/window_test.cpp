@@ -54,3 +54,44 @@ TEST_F(Window, TakesPointerInputAndPaintsThePage) {
 
 }  // namespace
 }  // namespace apptest
+
+namespace apptest {
+namespace {
+
+// A person picks Layers > New Layer from the menu bar by the pointer, answers the Requester with
+// a name and Return, and has the layer.
+TEST_F(Window, AMenuPickAsksAndTheAnswerMakesTheLayer) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X display";
+  if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
+  const std::string socket = (dir_ / "sock").string();
+  const std::string pid =
+      Sh("cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 VELA_SOCKET='" + socket +
+             "' HOME='" + dir_.string() +
+             "' '" VELA_EXE
+             "' --home home --ini Vela.INI PageWidth=200 PageHeight=120 >log 2>&1 & echo $!",
+         nullptr, true);
+  ASSERT_FALSE(pid.empty());
+  const std::string wid = WindowOf(pid, true);
+  if (wid.empty()) {
+    Sh("kill -9 " + pid);
+    FAIL() << "no window appeared";
+  }
+  auto ask = [&](const std::string& command) {
+    return ShTrim("VELA_SOCKET='" + socket + "' '" VELA_COMMAND_EXE "' --timeout 20 " + command +
+                  " 2>/dev/null");
+  };
+  const std::string before = ask("qd_layercurrentid");
+  // The bar's third title is Layers; its first row is New Layer.
+  Sh("sleep 1; xdotool mousemove --window " + wid + " 101 11 sleep 0.2 click 1 sleep 0.5");
+  Sh("xdotool mousemove --window " + wid + " 130 33 sleep 0.3 click 1 sleep 0.5");
+  Sh("xdotool type --delay 50 Sky; sleep 0.2; xdotool key Return; sleep 0.5");
+  const std::string id = ask("qd_layercurrentid");
+  EXPECT_NE(id, before);
+  const std::string info = ask("qd_layerinfo " + id);
+  EXPECT_NE(info.find("\"Sky\""), std::string::npos) << info << "\n" << Slurp(dir_ / "log");
+  StopRun(pid);
+}
+
+}  // namespace
+}  // namespace apptest
