@@ -331,17 +331,27 @@ bool AskOverwrite(const char* path) {
 
 namespace {
 
-int LoadInto(const char* path, bool stretch, bool askProject) {
+int LoadInto(const char* path, bool stretch, bool ask) {
   std::vector<uint8_t> bytes;
   int w = 0, h = 0;
   const int type = CheckedFileBytes(path, &bytes, &w, &h);
   if (type < 0) return -1;
-  if (type == kFormatProject && askProject) {
+  if (type == kFormatProject && ask) {
     char text[kAskTextSize];
     std::snprintf(text, sizeof text, "%s\nis a Project file.\nLoad it anyway?", path);
     if (Ask(text, " Yes ", " No ") != 1) return -1;
   }
-  if (w == Ws.pageWidth && h == Ws.pageHeight) stretch = false;
+  if (w == Ws.pageWidth && h == Ws.pageHeight) {
+    stretch = false;
+  } else if (ask && w > 0 && h > 0) {
+    char text[kAskTextSize];
+    std::snprintf(text, sizeof text,
+                  "This Image has a Different Size.\nPage:  %4d x %4d Pixels\nImage: %4d x %4d "
+                  "Pixels",
+                  Ws.pageWidth, Ws.pageHeight, w, h);
+    if (AskOption(text, "Load", "Cancel", "Stretch Picture", &stretch) != 1) return -1;
+    CurrentSaveSettings().stretch = stretch ? 1 : 0;
+  }
   // A header may claim any size: the stretch's source Block is held to what a page could be.
   if (stretch && !PictureFits(w, h)) {
     Message(" Not enough memory");
@@ -378,8 +388,6 @@ int LoadImageInto(const char* path, bool stretch) {
 }
 
 int LoadImage(const char* path) {
-  // The different-size question takes the last answer of its "Stretch Picture" option until it
-  // can be asked with an option.
   return LoadInto(path, CurrentSaveSettings().stretch != 0, true);
 }
 

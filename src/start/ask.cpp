@@ -25,6 +25,11 @@ int AskNumber(const char* title, int* value, int minimum, int maximum) {
   return g_handlers->askNumber ? g_handlers->askNumber(title, value, minimum, maximum) : 0;
 }
 
+int AskOption(const char* text, const char* yes, const char* no, const char* option, bool* value) {
+  if (!value) return Ask(text, yes, no);
+  return g_handlers->askOption ? g_handlers->askOption(text, yes, no, option, value) : 1;
+}
+
 const AskHandlers* SetAskHandlers(const AskHandlers* handlers) {
   const AskHandlers* old = g_handlers;
   g_handlers = handlers ? handlers : &kFirstButton;

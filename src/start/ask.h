@@ -14,12 +14,16 @@ struct AskHandlers {
   int (*ask3)(const char* text, const char* yes, const char* no, const char* third) = nullptr;
   // 0 with *value changed within minimum..maximum, -1 on cancel.
   int (*askNumber)(const char* title, int* value, int minimum, int maximum) = nullptr;
+  // Ask with a switch under the text that the user may flip before answering.
+  int (*askOption)(const char* text, const char* yes, const char* no, const char* option,
+                   bool* value) = nullptr;
 };
 
 int Ask(const char* text, const char* yes, const char* no);
 int Ask3(const char* text, const char* yes, const char* no, const char* third);
 bool AskText(const char* title, char* text, int capacity);
 int AskNumber(const char* title, int* value, int minimum, int maximum);
+int AskOption(const char* text, const char* yes, const char* no, const char* option, bool* value);
 // Returns the previous handlers; null restores the first-button answers.
 const AskHandlers* SetAskHandlers(const AskHandlers* handlers);
 

@@ -36,7 +36,7 @@ constexpr int kLineStep = 13;
 constexpr int kTextX = 16, kTextY = 15;
 constexpr uint32_t kButtonFlags = kGadPair3;
 constexpr uint32_t kFrameFlags = kGadInert | kGadBox;
-constexpr int kFirstId = 2, kSecondId = 1, kFieldId = 3;
+constexpr int kFirstId = 2, kSecondId = 1, kFieldId = 3, kOptionId = 4;
 constexpr int kNoAnswer = INT_MIN;
 constexpr int kKeyBackspace = 8, kKeyTab = 9, kKeyReturn = 13;
 constexpr int kKeyEnd = 35, kKeyHome = 36, kKeyLeft = 37, kKeyRight = 39;
@@ -179,8 +179,14 @@ bool MakeWindow(Requester* r, int width, int height) {
 
 // Message (one label), Ask (two) and Ask3 (three): the text over a row of buttons.
 bool BuildQuestion(Requester* r, const char* text, const char* const* labels, const int* ids,
-                   int count) {
+                   int count, const char* option = nullptr) {
   Lines l = SplitLines(text);
+  // An option takes a line of its own under the text.
+  const int optionLine = static_cast<int>(l.rows.size());
+  if (option) {
+    l.rows.emplace_back();
+    l.width = std::max(l.width, LabelWidth(option) + 24);
+  }
   int lines = static_cast<int>(l.rows.size());
   int widths[3], sum = 0;
   for (int i = 0; i < count; ++i) sum += widths[i] = LabelWidth(labels[i]) + 16;
@@ -203,6 +209,13 @@ bool BuildQuestion(Requester* r, const char* text, const char* const* labels, co
     int last = count - 1;
     r->rows.push_back(
         Button(inner + 24 - widths[last], top, widths[last], bottom, ids[last], labels[last]));
+  }
+  if (option) {
+    Gadget g =
+        Row(kTextX, kTextY + optionLine * kLineStep - 3, kTextX + LabelWidth(option) + 22,
+            kTextY + optionLine * kLineStep + 13, kOptionId, kGadSwitchLabel | kGadNoPressLook);
+    g.label = option;
+    r->rows.push_back(g);
   }
   if (!MakeWindow(r, width, height)) return false;
   DrawLines(r->window, l, kTextX, kTextY, false, true);
@@ -594,6 +607,37 @@ int RequesterAsk3(const char* text, const char* yes, const char* no, const char*
   return id >= 1 && id <= 3 ? id - 1 : -1;
 }
 
+int RequesterAskOption(const char* text, const char* yes, const char* no, const char* option,
+                       bool* value) {
+  const char* labels[] = {Label(yes, " Yes "), Label(no, " No ")};
+  const int ids[] = {kFirstId, kSecondId};
+  Requester r;
+  if (!CanShow() || !BuildQuestion(&r, text, labels, ids, 2, option ? option : "")) {
+    Fallback(text ? text : "");
+    return 1;
+  }
+  Window* w = r.window;
+  Gadget* sw = FindGadget(kOptionId, w->gadgets);
+  auto show = [&] {
+    sw->flags = (sw->flags & ~kGadSelected) | (*value ? kGadSelected : 0);
+    RedrawGadget(sw, w);
+    BlitGadget(w, sw);
+  };
+  show();
+  ShowWindow(w);
+  if (RequesterShown) RequesterShown(w);
+  int id = kNoAnswer;
+  for (;;) {
+    Gadget* answer = WaitRequester(w, nullptr);
+    id = answer ? answer->id : kNoAnswer;
+    if (id != kOptionId) break;
+    *value = !*value;
+    show();
+  }
+  if (WindowListed(w)) DeleteWindow(w);
+  return id == kFirstId ? 1 : id == kSecondId ? 0 : -1;
+}
+
 namespace {
 
 // The text or number prompt: the title, the field and " OK " and "Cancel".
@@ -730,7 +774,8 @@ Window* GaugeWindow() {
 }
 
 void InstallRequesters() {
-  static const AskHandlers kAsk = {RequesterAsk, AskTextHandler, RequesterAsk3, RequesterAskNumber};
+  static const AskHandlers kAsk = {RequesterAsk, AskTextHandler, RequesterAsk3, RequesterAskNumber,
+                                   RequesterAskOption};
   SetAskHandlers(&kAsk);
   MessageSink old = SetMessageSink(RequesterMessage);
   if (old != RequesterMessage) g_fallback = old;

@@ -44,6 +44,9 @@ void RequesterMessage(const char* text);
 int RequesterAsk(const char* text, const char* yes, const char* no);
 // The button's number - 1; null labels: " Yes ", " No ", " 42 ".
 int RequesterAsk3(const char* text, const char* yes, const char* no, const char* third);
+// Ask with a switch on a line under the text; *value follows the switch, whatever the answer.
+int RequesterAskOption(const char* text, const char* yes, const char* no, const char* option,
+                       bool* value);
 // 0 on " OK " with the buffer changed, 1 on Cancel with it as it was, -1 without memory.
 int RequesterAskText(const char* title, char* buffer, int maxLength);
 // 0 with the value stored, inside minimum..maximum; -1 otherwise.

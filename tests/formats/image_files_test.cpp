@@ -110,20 +110,41 @@ TEST_F(LoadIntoPage, APictureReplacesTheImageABadFileLeavesIt) {
   ASSERT_EQ(LoadImage(Path("p.tga").c_str()), 0);
   EXPECT_EQ(std::vector<Pixel>(page_->data, page_->data + 30),
             std::vector<Pixel>(pic->data, pic->data + 30));
-  // A smaller picture with the Stretch answer fills the page, corners on corners.
+  // A picture of another size asks, with the Stretch Picture switch; the switch is kept.
+  static std::string asked;
+  static bool stretchAnswer;
+  static int reply;
+  AskHandlers handlers{};
+  handlers.askOption = [](const char* text, const char*, const char*, const char*, bool* value) {
+    asked = text;
+    *value = stretchAnswer;
+    return reply;
+  };
+  SetAskHandlers(&handlers);
   BlockPtr small = OpaquePicture(3, 2);
   ASSERT_EQ(SaveBlockAs(Path("s.tga").c_str(), *small, kFormatTga, SaveSettings{}), 0);
-  CurrentSaveSettings().stretch = 1;
+  stretchAnswer = true, reply = 1;
   ASSERT_EQ(LoadImage(Path("s.tga").c_str()), 0);
-  EXPECT_EQ(page_->Row(0)[0], small->Row(0)[0]);
+  EXPECT_EQ(
+      asked,
+      "This Image has a Different Size.\nPage:     6 x    5 Pixels\nImage:    3 x    2 Pixels");
+  EXPECT_EQ(CurrentSaveSettings().stretch, 1);
+  EXPECT_EQ(page_->Row(0)[0], small->Row(0)[0]) << "stretched: corners on corners";
   EXPECT_EQ(page_->Row(4)[5], small->Row(1)[2]);
   // Without it the picture lands at the top left and the rest stays.
-  CurrentSaveSettings().stretch = 0;
+  stretchAnswer = false;
   FillBlock(page_.get(), 7);
   ASSERT_EQ(LoadImage(Path("s.tga").c_str()), 0);
+  EXPECT_EQ(CurrentSaveSettings().stretch, 0);
   EXPECT_EQ(page_->Row(1)[2], small->Row(1)[2]);
   EXPECT_EQ(page_->Row(2)[2], 7u);
   EXPECT_EQ(page_->Row(1)[3], 7u);
+  // Cancel loads nothing.
+  reply = 0;
+  FillBlock(page_.get(), 9);
+  EXPECT_EQ(LoadImage(Path("s.tga").c_str()), -1);
+  EXPECT_EQ(page_->Row(0)[0], 9u);
+  SetAskHandlers(nullptr);
 }
 
 std::vector<std::string> g_questions;

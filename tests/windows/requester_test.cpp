@@ -168,6 +168,27 @@ TEST_F(Requesters, KeysAndReleasesOnAButtonAnswer) {
   EXPECT_EQ(QuitRequest, 1);
 }
 
+// The option switch under the text flips with each press; the answer is the button's as ever.
+TEST_F(Requesters, AnOptionFlipsBeforeTheAnswer) {
+  const int yes = TextWidth("Load") + 16, no = TextWidth("Cancel") + 16;
+  const int w = std::max({TextWidth("Sized?"), TextWidth("Stretch") + 24, yes + no}) + 33;
+  const int h = 2 * 13 + 50;  // the text's line and the option's
+  const std::string onSwitch = "move " + std::to_string((kW - w) / 2 + 26) + " " +
+                               std::to_string((kH - h) / 2 + 33) + "\ndown left\nup left\n";
+  for (auto [events, answer, flipped] : std::vector<std::tuple<std::string, int, bool>>{
+           {onSwitch + "key Return", 1, true},
+           {onSwitch + onSwitch + "key Return", 1, false},
+           {onSwitch + "key Escape", 0, true},
+           {"", 1, false}}) {
+    Feed(events);
+    bool value = false;
+    EXPECT_EQ(RequesterAskOption("Sized?", "Load", "Cancel", "Stretch", &value), answer) << events;
+    EXPECT_EQ(value, flipped) << events;
+    EXPECT_EQ(Height(), h);
+    EXPECT_EQ(Width(), w);
+  }
+}
+
 TEST_F(Requesters, EditFieldKeys) {
   Window* w = CreateWindow(200, 40, 0);
   char text[6], previous[6];
