@@ -95,3 +95,56 @@ TEST_F(Window, AMenuPickAsksAndTheAnswerMakesTheLayer) {
 
 }  // namespace
 }  // namespace apptest
+
+namespace apptest {
+namespace {
+
+// A person makes a layer, adds an image, draws on both through the Layers window's time-line
+// and steps between them there. The Layers window opens by its key at its default place: the
+// bottom of the 1280 by 800 window, 136 from the left, its cells on the row 175 below its top.
+TEST_F(Window, TheLayersWindowStepsBetweenTheImagesOfALayer) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X display";
+  if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
+  SteadyPen(dir_ / "home");
+  const std::string socket = (dir_ / "sock").string();
+  const std::string pid =
+      Sh("cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 VELA_SOCKET='" + socket +
+             "' HOME='" + dir_.string() +
+             "' '" VELA_EXE
+             "' --home home --ini Vela.INI PageWidth=200 PageHeight=120 >log 2>&1 & echo $!",
+         nullptr, true);
+  ASSERT_FALSE(pid.empty());
+  const std::string wid = WindowOf(pid);
+  if (wid.empty()) {
+    Sh("kill -9 " + pid);
+    FAIL() << "no window appeared";
+  }
+  auto ask = [&](const std::string& command) {
+    return ShTrim("VELA_SOCKET='" + socket + "' '" VELA_COMMAND_EXE "' --timeout 20 " + command +
+                  " 2>/dev/null");
+  };
+  auto click = [&](int x, int y) {
+    Sh("xdotool mousemove --window " + wid + " " + std::to_string(x) + " " + std::to_string(y) +
+       " sleep 0.2 click 1 sleep 0.4");
+  };
+  const int cellY = 580 + 175, cell0 = 136 + 42, cell1 = cell0 + 38;
+  const int pageX = (1280 - 200) / 2, pageY = (800 - 120) / 2;
+  Sh("sleep 0.5; xdotool key shift+n sleep 0.4 type Anim; xdotool key Return sleep 0.3 key "
+     "shift+i sleep 0.3 key 0 sleep 0.5");
+  click(cell0, cellY);
+  click(pageX + 20, pageY + 20);
+  click(cell1, cellY);
+  click(pageX + 60, pageY + 60);
+  EXPECT_EQ(ask("qd_layergetimage"), "1");
+  EXPECT_EQ(ask("qd_getpixel 60 60"), "255 0 0 255") << Slurp(dir_ / "log");
+  EXPECT_EQ(ask("qd_getpixel 20 20"), "0 0 0 0");
+  click(cell0, cellY);
+  EXPECT_EQ(ask("qd_layergetimage"), "0");
+  EXPECT_EQ(ask("qd_getpixel 20 20"), "255 0 0 255");
+  EXPECT_EQ(ask("qd_getpixel 60 60"), "0 0 0 0");
+  StopRun(pid);
+}
+
+}  // namespace
+}  // namespace apptest
