@@ -1,9 +1,8 @@
 // The shape tools as state machines over the input state, their rubber bands and figures.
 #include "paint/shapes.h"
 
-#include <strings.h>
-
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -1053,14 +1052,19 @@ namespace {
 
 constexpr const char* kSettings = "Settings";
 
-// "word" is one of the two choices: 0 or 1; -1 for neither.
+// Which of two choices a typed word names, without regard to case or blanks, its first letters
+// being enough: 0 or 1; -1 for neither, or both.
 int Choice(const char* word, const char* first, const char* second) {
-  while (*word == ' ') ++word;
-  std::string w(word);
-  while (!w.empty() && w.back() == ' ') w.pop_back();
-  if (strcasecmp(w.c_str(), first) == 0) return 0;
-  if (strcasecmp(w.c_str(), second) == 0) return 1;
-  return -1;
+  auto squeeze = [](const char* t) {
+    std::string out;
+    for (; *t; ++t)
+      if (*t != ' ') out += static_cast<char>(std::tolower(static_cast<unsigned char>(*t)));
+    return out;
+  };
+  const std::string w = squeeze(word), a = squeeze(first), b = squeeze(second);
+  if (w.empty()) return -1;
+  const bool isA = a.compare(0, w.size(), w) == 0, isB = b.compare(0, w.size(), w) == 0;
+  return isA == isB ? -1 : isA ? 0 : 1;
 }
 
 void ReadChoice(const char* key, const char* first, const char* second, int32_t* value) {

@@ -78,6 +78,25 @@ TEST_F(VelaRun, DefaultPenFollowsThePointersSpeed) {
   EXPECT_LT(png.Alpha(100, 100), 40);
 }
 
+// Shift d asks the current shape's settings in a Requester that the event file answers: "3" is
+// "3 Points", and three clicks give the circle through them, centre (100, 80) and radius 60.
+TEST_F(VelaRun, ShiftDAsksTheCirclesSettings) {
+  std::string ev = "key c\nwait 50\nkey shift+d\nwait 50\n";
+  for (int i = 0; i < 6; ++i) ev += "key Backspace\n";
+  ev += "char 3\nkey Return\nwait 50\n";
+  for (auto [x, y] : {std::pair{100, 20}, std::pair{40, 80}, std::pair{100, 140}})
+    ev += "move " + At(x, y) + "\nwait 50\ndown left\nwait 50\nup left\nwait 50\n";
+  Write("ev.txt", ev);
+  ASSERT_EQ(Run("PageWidth=200 PageHeight=160 --events ev.txt --save-page p.png"), 0) << Err();
+  Png png;
+  ASSERT_TRUE(ReadPng(dir_ / "p.png", &png));
+  EXPECT_EQ(png.Argb(160, 80), 0xFFFF0000u);
+  EXPECT_EQ(png.Argb(100, 140), 0xFFFF0000u);
+  EXPECT_EQ(png.Alpha(100, 80), 0);
+  EXPECT_NE(Slurp(dir_ / "home" / "configs" / "Standard.ini").find("Circle=3 Points"),
+            std::string::npos);
+}
+
 // The example draws a figure with each of the eight tools and each shape; the wet tools' strokes
 // leave what was drawn before them, its erase line cuts the Airbrush ring, and the rubber band
 // leaves no trace.

@@ -302,7 +302,12 @@ TEST_F(ToolTest, ShapeKeysToggleFilledFormsAndOpenSettings) {
   };
   const AskHandlers* old = SetAskHandlers(&typed);
   SelectTool(kToolCircle);
-  answers = {"3 points"};
+  answers = {"3points", "c"};  // blanks and case aside, first letters are enough
+  RunActions("OpenSettings");
+  EXPECT_EQ(Shapes.circle3, 1);
+  RunActions("OpenSettings");
+  EXPECT_EQ(Shapes.circle3, 0);
+  answers = {"3"};
   RunActions("OpenSettings");
   EXPECT_EQ(Shapes.circle3, 1);
   SelectTool(kToolPoint);
@@ -317,8 +322,9 @@ TEST_F(ToolTest, ShapeKeysToggleFilledFormsAndOpenSettings) {
   RunActions("OpenSettings");
   EXPECT_EQ(Shapes.lineStart, 127);  // 50·255/100
   EXPECT_EQ(Shapes.lineEnd, 255);
-  EXPECT_EQ(asked, (std::vector<std::string>{"Circle=Center", "Dotted freehand=Continue",
-                                             "Dotted freehand=Single", "Dotted freehand=Single",
+  EXPECT_EQ(asked, (std::vector<std::string>{"Circle=Center", "Circle=3 Points", "Circle=Center",
+                                             "Dotted freehand=Continue", "Dotted freehand=Single",
+                                             "Dotted freehand=Single",
                                              "Line pressure: Start End=100 100"}));
   SetAskHandlers(old);
   SelectTool(kToolDraw);
