@@ -115,6 +115,12 @@ void SetAPen(Pixel pen) {
   if (Ws.drawMode == DrawTint) BuildTintHue(pen);
 }
 
+void SwapPens() {
+  const Pixel a = Draw.APen;
+  SetAPen(Draw.BPen);
+  Draw.BPen = a;
+}
+
 void BuildColorizeRamp(Pixel pen) {
   int rgb[3] = {Red(pen), Green(pen), Blue(pen)};
   int hi = std::max({rgb[0], rgb[1], rgb[2]});

@@ -50,6 +50,7 @@ bool SetDrawMode(int number);
 int DrawModeAfterAction(const char* action, int current);
 bool RunDrawModeAction(const char* action);
 void SetAPen(Pixel pen);  // keeps ColorizeRamp and TintHue in step with the pen
+void SwapPens();          // the A and B pens change places
 // Called when the mode label must be shown again.
 extern void (*DrawModeChanged)(int number);
 

@@ -640,6 +640,7 @@ const ActionRow kToolActions[] = {
     {"SelectSpline", [] { Choose(kToolSpline); }},
     {"SelectEllipse", [] { Choose(kToolEllipse); }},
     {"OpenSettings", OpenSettings},
+    {"SwapABPen", SwapPens},
 };
 
 }  // namespace

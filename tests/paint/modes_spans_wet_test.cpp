@@ -45,6 +45,20 @@ TEST_F(ModeTableTest, KeywordsActionsAndTheSpare) {
   EXPECT_EQ(Ws.drawMode, DrawMerge);
 }
 
+TEST_F(ModeTableTest, SwappedPensRetuneTheTint) {
+  Ws.drawMode = DrawTint;
+  SetAPen(PenPixel(200, 0, 0));
+  Draw.BPen = PenPixel(0, 0, 200);
+  SwapPens();
+  EXPECT_EQ(Draw.APen, PenPixel(0, 0, 200));
+  EXPECT_EQ(Draw.BPen, PenPixel(200, 0, 0));
+  const auto tuned = TintHue;
+  BuildTintHue(PenPixel(0, 0, 200));
+  EXPECT_EQ(tuned.sextant, TintHue.sextant);
+  EXPECT_EQ(tuned.fraction, TintHue.fraction);
+  Ws.drawMode = DrawColor;
+}
+
 TEST_F(ModeTableTest, ColorizeRampRunsFromBlackThroughThePenToWhite) {
   Pixel pen = PenPixel(200, 100, 50);
   BuildColorizeRamp(pen);
