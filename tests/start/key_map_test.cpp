@@ -1,6 +1,9 @@
 // The action table, the key names of events and the keyboard map with its files.
 #include "start/key_map.h"
 
+#include <strings.h>
+#include <cctype>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -122,6 +125,33 @@ TEST_F(KeyMapTest, EventsGetTheNamesOfTheRowsAndTheDefaultMapBindsThem) {
   ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "x", "Refill,Undo"));
   KeyPressed('X', 0);
   EXPECT_EQ(g_log, (std::vector<std::string>{"Refill", "Undo"}));
+}
+
+// Every row is some key's name: its event, built from the row's words, is named back to it.
+TEST_F(KeyMapTest, EveryRowIsReachedByAKey) {
+  const std::pair<const char*, int> words[] = {
+      {"Space", 32},   {"Tab", 9},        {"Home", 36},    {"End", 35},  {"Del", 46},
+      {"Insert", 45},  {"Up", 38},        {"Down", 40},    {"Left", 37}, {"Right", 39},
+      {"Page Up", 33}, {"Page Down", 34}, {"Backspace", 8}};
+  for (const char* row : KeyRows()) {
+    std::string rest = row;
+    int q = 0;
+    for (auto [prefix, bit] : {std::pair{"Ctrl ", 2}, std::pair{"Shift ", 1}})
+      if (rest.rfind(prefix, 0) == 0 && rest.size() > std::strlen(prefix))
+        rest.erase(0, std::strlen(prefix)), q |= bit;
+    int code = 0, character = 0;
+    for (auto [word, c] : words)
+      if (rest == word) code = c;
+    if (!code && rest.size() > 1 && rest[0] == 'F') code = 111 + std::stoi(rest.substr(1));
+    if (!code && rest.size() == 1) {
+      const char c = rest[0];
+      if (std::isalnum(static_cast<unsigned char>(c)))
+        code = std::toupper(static_cast<unsigned char>(c));
+      else
+        code = kCharacterCode, character = static_cast<unsigned char>(c);
+    }
+    EXPECT_EQ(strcasecmp(KeyName(code, character, q).c_str(), row), 0) << row;
+  }
 }
 
 TEST_F(KeyMapTest, TheMapSurvivesItsSectionAndItsFiles) {
