@@ -548,6 +548,18 @@ void RegionRuns(const FillRegion& region, const Block* page, RunSink sink, void*
         run(y, region.x0, region.x1);
       return;
     case FillRegion::Ellipse: {
+      const int64_t a = std::abs(int64_t{region.rx}), b = std::abs(int64_t{region.ry});
+      if (a > kMaxEllipseRadius || b > kMaxEllipseRadius) {
+        // Too large to walk, and far larger than any page: each row's half width directly.
+        for (int y = 0; y < h; ++y) {
+          const double dy = double(y) - region.cy;
+          if (std::fabs(dy) > double(b)) continue;
+          const double half = b ? std::floor(a * std::sqrt(1 - (dy / b) * (dy / b)) + 0.5) : a;
+          run(y, static_cast<int>(std::clamp(region.cx - half, -1.0, double(w))),
+              static_cast<int>(std::clamp(region.cx + half, -1.0, double(w))));
+        }
+        return;
+      }
       // Between the rim pixels the outline would draw, so the two forms cover the same figure.
       struct Rows {
         std::vector<int> lo, hi;
@@ -572,6 +584,14 @@ void RegionRuns(const FillRegion& region, const Block* page, RunSink sink, void*
     case FillRegion::Polygon: {
       // Even-odd at pixel centres; a whole coordinate p + 0.5 lies in the middle of pixel p.
       const auto& p = region.points;
+      if (p.empty()) return;
+      // A polygon of a single point, however often repeated, marks that pixel.
+      if (std::all_of(p.begin(), p.end(), [&](const Fixed16& q) {
+            return Px(q.x) == Px(p[0].x) && Px(q.y) == Px(p[0].y);
+          })) {
+        run(Px(p[0].y), Px(p[0].x), Px(p[0].x));
+        return;
+      }
       if (p.size() < 3) return;
       double top = INFINITY, bottom = -INFINITY;
       for (const Fixed16& q : p)

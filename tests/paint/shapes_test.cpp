@@ -251,6 +251,12 @@ TEST_F(ShapeTest, FilledFormsGoToTheFillOrFillSolid) {
   EXPECT_EQ(PaintedPixels(), want);
   EXPECT_TRUE(OverlayPixels().empty());
 
+  // A click is a polygon of one point: its pixel.
+  Clear();
+  Step(FreehandToolStep, 70, 70, 1, 0, 1);
+  Step(FreehandToolStep, 70, 70, 0);
+  EXPECT_EQ(PaintedPixels(), (std::set<std::pair<int, int>>{{70, 70}}));
+
   // Ending the tool mid-polygon closes it through the pointer.
   Clear();
   Step(FreehandToolStep, 10, 10, 1, 0, 1);

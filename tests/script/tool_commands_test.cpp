@@ -164,6 +164,22 @@ TEST_F(ToolCommands, FiguresDrawWithTheCurrentTool) {
   Run("qd_areamove 10 20");
   Run("qd_areadraw 0 0 0");
   EXPECT_EQ(Painted(), 100);  // the centres of pixels 10 to 19 lie within
+  std::fill(page_->data, page_->data + 64 * 64, 0);
+  Run("qd_areainit");
+  Run("qd_areamove 7 9");
+  Run("qd_areadraw 0 0 0");  // a polygon of one point marks its pixel
+  EXPECT_EQ(Painted(), 1);
+  EXPECT_EQ(page_->Row(9)[7], Draw.APen);
+
+  // Figures far larger than the page still cover it: every row of the circle, and of the
+  // flat ellipse the rows within 4 of the centre whole and the two tips a pixel each.
+  std::fill(page_->data, page_->data + 64 * 64, 0);
+  Run("qd_circlefill 30 30 100000000 0 0");
+  EXPECT_EQ(Painted(), 64 * 64);
+  std::fill(page_->data, page_->data + 64 * 64, 0);
+  Run("qd_ellipsefill 30 30 2000000 5 0 0");
+  EXPECT_EQ(Painted(), 9 * 64 + 2);
+  EXPECT_EQ(page_->Row(25)[30], Draw.APen);
 
   std::fill(page_->data, page_->data + 64 * 64, 0);
   Run("qd_ghostline 0 0 63 63");
