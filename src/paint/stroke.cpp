@@ -177,13 +177,13 @@ void UpdateStrokeInputs(int pressure, int speed) {
   } else {
     Inputs.size = Inputs.opacity = std::clamp(pressure, 0, 255);
   }
-  // Speed stands in for a device without pressure (its inputs differ). Inverted speed reads high
-  // when fast: the size follows it, the opacity takes it turned back, so that a pointer at rest
-  // still lays full paint instead of none.
-  if (StrokeCtx.speedOn && Inputs.size != Inputs.opacity) {
+  // Speed stands in for a device without pressure (its inputs differ); inverted, it reads high
+  // when fast, so such a tool lays more the quicker it moves. A pressure that gives both inputs
+  // alike is turned back instead.
+  if (StrokeCtx.speedOn && Inputs.size != Inputs.opacity)
     Inputs.size = Inputs.opacity = speed;
-    if (StrokeCtx.speedInvert) Inputs.opacity = 255 - Inputs.opacity;
-  }
+  else if (StrokeCtx.speedInvert && Inputs.size == Inputs.opacity)
+    Inputs.opacity = 255 - Inputs.opacity;
   Inputs.shown = Inputs.size == Inputs.opacity ? Inputs.size : speed;
 }
 

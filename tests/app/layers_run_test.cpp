@@ -32,6 +32,7 @@ TEST_F(VelaRun, LayersExampleShowsEachStep) {
 
 // A stroke, then the undo key of the default map; ctrl+z redoes it.
 TEST_F(VelaRun, UndoKeyTakesBackTheStroke) {
+  SteadyPen(dir_ / "home");
   const std::string stroke =
       "move 612 380\ndown left\nmove 640 390\nmove 660 400\nup left\nwait 50\n";
   Write("undo.txt", stroke + "key U\nwait 50\n");

@@ -57,6 +57,7 @@ namespace apptest {
 
 // A person saves with shift s and loads with shift l, typing the path into the prompt.
 TEST_F(VelaRun, TheKeysSaveAndLoadAProjectByItsTypedPath) {
+  SteadyPen(dir_ / "home");
   const std::string project = (dir_ / "keys.vel").string();
   std::string typed;
   for (char c : project) typed += std::string("char ") + c + "\n";

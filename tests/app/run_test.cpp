@@ -104,6 +104,7 @@ TEST_F(VelaRun, EventFilesRepeatByteForByteAndPaint) {
 
 // Keys reach the actions of the map: shift q quits before the stroke that follows.
 TEST_F(VelaRun, ShiftQQuitsTheRun) {
+  SteadyPen(dir_ / "home");
   const std::string stroke = "wait 40\nmove 500 320\ndown left\nmove 560 320\nup left\n";
   Png png;
   for (const char* key : {"", "key shift+q\n"}) {

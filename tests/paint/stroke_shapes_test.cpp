@@ -247,19 +247,19 @@ TEST(Speed, InputsFromPressureAndSpeed) {
   EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 90));
   UpdateStrokeInputs(100, 90);  // a tablet's pressure wins
   EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
-  // Inverted, the size follows the speed and the opacity its complement: 90 and 165.
+  // Inverted speed reads high when fast and stands in for both: a mouse at rest lays nothing.
   StrokeCtx.speedInvert = true;
   UpdateStrokeInputs(-1, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 165));
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 90));
   EXPECT_EQ(Inputs.shown, 90);
-  UpdateStrokeInputs(-1, 0);  // at rest: Size 1 at full paint
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
-  // With speed off the inversion turns nothing: a mouse gives 0 and 255, a tablet its pressure.
+  UpdateStrokeInputs(-1, 0);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 0));
+  // With speed off a mouse keeps 0 and 255; a pressure that gives both alike is turned back.
   StrokeCtx.speedOn = false;
   UpdateStrokeInputs(-1, 90);
   EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
   UpdateStrokeInputs(100, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 155));
   // A pen with pressure off is taken as a mouse: speed gives the tool pressure.
   StrokeCtx.speedInvert = false;
   StrokeCtx.speedOn = true;
