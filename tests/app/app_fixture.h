@@ -131,4 +131,56 @@ class VelaRun : public TempDirTest {
   std::string Err() { return Slurp(dir_ / "err.txt"); }
 };
 
+// A vela in a real window of the X server, its command channel on a socket in the folder. Skips
+// without a display or xdotool.
+class RealWindow : public VelaRun {
+ protected:
+  void SetUp() override {
+    const char* display = std::getenv("DISPLAY");
+    if (!display || !*display) GTEST_SKIP() << "no X display";
+    if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
+    VelaRun::SetUp();
+  }
+  void TearDown() override {
+    if (!pid_.empty()) StopRun(pid_);
+    VelaRun::TearDown();
+  }
+  // Starts it with these options and finds its window; false after killing it when none shows.
+  // The window libraries keep one-time allocations to the end; leaks are checked headless.
+  bool Launch(const std::string& args, bool dressed = false) {
+    pid_ = Sh("cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 VELA_SOCKET='" + Socket() +
+                  "' HOME='" + dir_.string() + "' '" VELA_EXE "' --home home --ini Vela.INI " +
+                  args + " >log 2>&1 & echo $!",
+              nullptr, true);
+    if (pid_.empty()) return false;
+    wid_ = WindowOf(pid_, dressed);
+    if (wid_.empty()) Sh("kill -9 " + pid_), pid_.clear();
+    return !wid_.empty();
+  }
+  // Ends the run in order, so that its files are written.
+  void Stop() {
+    if (!pid_.empty()) StopRun(pid_);
+    pid_.clear();
+  }
+  void Size(int* w, int* h) {
+    std::istringstream lines(Sh("xdotool getwindowgeometry --shell " + wid_));
+    for (std::string l; std::getline(lines, l);) {
+      if (l.rfind("WIDTH=", 0) == 0) *w = std::atoi(l.c_str() + 6);
+      if (l.rfind("HEIGHT=", 0) == 0) *h = std::atoi(l.c_str() + 7);
+    }
+  }
+  // The answer of a command through the channel.
+  std::string Ask(const std::string& command) {
+    return ShTrim("VELA_SOCKET='" + Socket() + "' '" VELA_COMMAND_EXE "' --timeout 20 " + command +
+                  " 2>/dev/null");
+  }
+  // A left click at window pixels.
+  void Click(int x, int y) {
+    Sh("xdotool mousemove --window " + wid_ + " " + std::to_string(x) + " " + std::to_string(y) +
+       " sleep 0.2 click 1 sleep 0.4");
+  }
+  std::string Socket() const { return (dir_ / "sock").string(); }
+  std::string pid_, wid_;
+};
+
 }  // namespace apptest

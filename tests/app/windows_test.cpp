@@ -34,29 +34,12 @@ TEST_F(Windows, TheDemoOpensFromItsKeyAndItsGadgetsAnswer) {
   EXPECT_EQ(a.Rgb(440, 310), b.Rgb(440, 310));      // beside the Window: the same screen
 }
 
-TEST_F(Windows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
-  const char* display = std::getenv("DISPLAY");
-  if (!display || !*display) GTEST_SKIP() << "no X display";
-  if (std::system("command -v xdotool >/dev/null 2>&1") != 0) GTEST_SKIP() << "no xdotool";
+using RealWindows = RealWindow;
 
-  std::string launch = "cd '" + dir_.string() + "' && ASAN_OPTIONS=detect_leaks=0 VELA_SOCKET='" +
-                       (dir_ / "sock").string() + "' HOME='" + dir_.string() +
-                       "' '" VELA_EXE
-                       "' --home home --ini Vela.INI --screenshot real.png >log 2>&1 & echo $!";
-  std::string pid = Sh(launch, nullptr, true);
-  ASSERT_FALSE(pid.empty());
-  std::string wid = WindowOf(pid);
-  if (wid.empty()) {
-    Sh("kill -9 " + pid);
-    FAIL() << "no window appeared";
-  }
-  std::string geo = Sh("xdotool getwindowgeometry --shell " + wid);
+TEST_F(RealWindows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
+  ASSERT_TRUE(Launch("--screenshot real.png")) << "no window appeared";
   int w = 0, h = 0;
-  std::istringstream lines(geo);
-  for (std::string l; std::getline(lines, l);) {
-    if (l.rfind("WIDTH=", 0) == 0) w = std::atoi(l.c_str() + 6);
-    if (l.rfind("HEIGHT=", 0) == 0) h = std::atoi(l.c_str() + 7);
-  }
+  Size(&w, &h);
   ASSERT_GT(w, kDemoW);
   ASSERT_GT(h, kDemoH);
 
@@ -68,9 +51,9 @@ TEST_F(Windows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
     std::string verb, a, b;
     words >> verb >> a >> b;
     if (verb == "move")
-      script += "xdotool mousemove --window " + wid + " " + a + " " + b + "; ";
+      script += "xdotool mousemove --window " + wid_ + " " + a + " " + b + "; ";
     else if (verb == "key")
-      script += "xdotool windowfocus --sync " + wid + "; xdotool key " + a + "; ";
+      script += "xdotool windowfocus --sync " + wid_ + "; xdotool key " + a + "; ";
     else if (verb == "down")
       script += "xdotool mousedown 1; ";
     else if (verb == "up")
@@ -78,7 +61,7 @@ TEST_F(Windows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
     script += "sleep 0.1; ";
   }
   Sh(script + "sleep 0.3");
-  StopRun(pid);
+  Stop();
 
   Write("drag.txt", DragEvents(w, h));
   ASSERT_EQ(Run("--size " + std::to_string(w) + "x" + std::to_string(h) +
