@@ -22,28 +22,15 @@
 namespace vela {
 namespace {
 
-void Quiet(const char*) {}
-
 bool AskRenamed(const char*, char* text, int capacity) {
   std::snprintf(text, static_cast<size_t>(capacity), "Renamed");
   return true;
 }
 
-class LayersWindow : public WindowsTest {
+class LayersWindow : public ProjectWindowsTest {
  protected:
   void SetUp() override {
-    WindowsTest::SetUp();
-    ASSERT_TRUE(BuildPixelTables());
-    old_sink_ = SetMessageSink(Quiet);
-    std::string pattern = (std::filesystem::temp_directory_path() / "vela_mixer_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    Paths().tempDir = dir_ + "/";
-    ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
-    Ws.undoMode = 0;
-    ASSERT_EQ(OpenGraphicsBlocks(), 0);
-    ASSERT_TRUE(MakePage(96, 64));
-    ASSERT_TRUE(StartProject());
+    ProjectWindowsTest::SetUp();
     static const bool once = (AddActions(LayerOpsActions()), true);
     (void)once;
     handlers_.askText = AskRenamed;
@@ -61,12 +48,7 @@ class LayersWindow : public WindowsTest {
     CloseMixer();
     SetAskHandlers(old_ask_);
     FreeLayerClipboard();
-    ReleaseProject();
-    ReleasePage();
-    CacheStop();
-    std::filesystem::remove_all(dir_);
-    SetMessageSink(old_sink_);
-    WindowsTest::TearDown();
+    ProjectWindowsTest::TearDown();
   }
 
   // The gadget whose bubble starts with title, on the screen line y when y is given; its middle.
@@ -108,8 +90,6 @@ class LayersWindow : public WindowsTest {
   Window* mixer_ = nullptr;
   AskHandlers handlers_;
   const AskHandlers* old_ask_ = nullptr;
-  MessageSink old_sink_ = nullptr;
-  std::string dir_;
 };
 
 TEST_F(LayersWindow, RowsSelectHideRenameAndMoveLayers) {

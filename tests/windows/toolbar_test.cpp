@@ -28,31 +28,18 @@
 namespace vela {
 namespace {
 
-void Quiet(const char*) {}
-
 std::vector<std::string> g_asked;
 bool AskRecord(const char* title, char*, int) {
   g_asked.emplace_back(title);
   return false;
 }
 
-class Toolbar : public WindowsTest {
+class Toolbar : public ProjectWindowsTest {
  protected:
   void SetUp() override {
     // The key map must stand behind the Windows before they take the keys.
     Input().keyMap = KeyMapEvent;
-    WindowsTest::SetUp();
-    ASSERT_TRUE(BuildPixelTables());
-    old_sink_ = SetMessageSink(Quiet);
-    std::string pattern = (std::filesystem::temp_directory_path() / "vela_bar_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    Paths().tempDir = dir_ + "/";
-    ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
-    Ws.undoMode = 0;
-    ASSERT_EQ(OpenGraphicsBlocks(), 0);
-    ASSERT_TRUE(MakePage(96, 64));
-    ASSERT_TRUE(StartProject());
+    ProjectWindowsTest::SetUp();
     static const bool once = (AddActions(UndoActions()), AddActions(ToolActions()),
                               AddActions(PressureGridActions()), true);
     (void)once;
@@ -80,13 +67,8 @@ class Toolbar : public WindowsTest {
     CloseGrid();
     SetToolHook(nullptr);
     SetAskHandlers(old_ask_);
-    ReleaseProject();
-    ReleasePage();
-    CacheStop();
-    std::filesystem::remove_all(dir_);
-    SetMessageSink(old_sink_);
     UndoLabelChanged = nullptr;
-    WindowsTest::TearDown();
+    ProjectWindowsTest::TearDown();
   }
 
   static std::string Click(int x, int y, const char* button = "left") {
@@ -111,8 +93,6 @@ class Toolbar : public WindowsTest {
   Window* bar_ = nullptr;
   AskHandlers handlers_;
   const AskHandlers* old_ask_ = nullptr;
-  MessageSink old_sink_ = nullptr;
-  std::string dir_;
 };
 
 TEST_F(Toolbar, ShapeGadgetsSelectTheirToolAndRightPressesOpenSettings) {

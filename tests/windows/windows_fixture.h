@@ -3,15 +3,23 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
 
 #include <string>
 #include <vector>
 
 #include "host/host.h"
 #include "pixels/block.h"
+#include "pixels/disk_cache.h"
 #include "pixels/primitives.h"
+#include "project/layers.h"
+#include "project/page.h"
 #include "start/input.h"
 #include "start/main_loop.h"
+#include "start/message.h"
+#include "start/run_paths.h"
 #include "start/settings.h"
 #include "start/workspace.h"
 #include "windows/system.h"
@@ -135,6 +143,35 @@ class WindowsTest : public ::testing::Test {
   }
 
   BlockPtr page_;
+};
+
+// The Windows over a project: a 96 by 64 page, a cache in a temporary folder, messages silenced.
+class ProjectWindowsTest : public WindowsTest {
+ protected:
+  void SetUp() override {
+    WindowsTest::SetUp();
+    ASSERT_TRUE(BuildPixelTables());
+    old_sink_ = SetMessageSink([](const char*) {});
+    std::string pattern = (std::filesystem::temp_directory_path() / "vela_win_XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    Paths().tempDir = dir_ + "/";
+    ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
+    Ws.undoMode = 0;
+    ASSERT_EQ(OpenGraphicsBlocks(), 0);
+    ASSERT_TRUE(MakePage(96, 64));
+    ASSERT_TRUE(StartProject());
+  }
+  void TearDown() override {
+    ReleaseProject();
+    ReleasePage();
+    CacheStop();
+    std::filesystem::remove_all(dir_);
+    SetMessageSink(old_sink_);
+    WindowsTest::TearDown();
+  }
+  MessageSink old_sink_ = nullptr;
+  std::string dir_;
 };
 
 }  // namespace vela
