@@ -28,6 +28,8 @@ constexpr int kDefaultW = 600, kDefaultH = 220;
 constexpr int kRowH = 28;
 constexpr int kThumbW = 32, kThumbH = 24;
 constexpr int kCellW = 38;
+constexpr int kBarH = 8;   // the layer's bar above its cells
+constexpr int kGripW = 6;  // the right-end handle
 constexpr int kMaxRows = 128;
 constexpr double kDoublePress = 0.5;
 
@@ -35,6 +37,8 @@ constexpr Pixel kInk = 0xFF000000, kWhite = 0xFFFFFFFF, kGreyInk = 0xFF808080;
 constexpr Pixel kRowPlain = 0xFFE6E6E6, kRowCurrent = 0xFF2E5C9E, kRowDrop = 0xFFFFD060;
 constexpr Pixel kCellPlain = 0xFFF4F4F4, kCellRange = 0xFFF2D98A, kCellCurrent = 0xFF2E5C9E;
 constexpr Pixel kLightMark = 0xFFE08020;
+constexpr Pixel kCellEmpty = 0xFFC8C8C8, kCellAdded = 0xFFCFEBC4, kCellRemoved = 0xFFEBC4C4;
+constexpr Pixel kBar = 0xFF4A6A94, kGrip = 0xFFD0DCF0;
 
 enum : int {
   kBtnFirst = 1,  // buttons 1..10 in the order of kButtons
@@ -45,6 +49,8 @@ enum : int {
   kTlLeft = 30,
   kTlRight,
   kCells,
+  kBarGadget,
+  kEndGadget,
   kLight = 40,
   kBeforeMinus,
   kBeforeValue,
@@ -92,6 +98,9 @@ struct Geometry {
   int x, y, w, h;
 };
 
+// What a drag on the time-line would do; it shows in the cells and is applied at the release.
+enum class Drag { None, Move, Length, Image };
+
 struct State {
   Window* window = nullptr;
   uint32_t serial = 0;
@@ -110,6 +119,9 @@ struct State {
   int pressedLayer = -1;  // for the double press
   double pressedAt = -10;
   int lightBefore = -1, lightAfter = 1;  // what the light switch turns on again
+  Drag drag = Drag::None;
+  int dragValue = 0;  // Move: the shift; Length: the count; Image: the index it goes to
+  int dragFrom = 0;   // Image: the index it comes from
 };
 State g;
 
@@ -134,6 +146,35 @@ Gadget Row(int l, int t, int r, int b, int id, uint32_t flags, const char* label
   gd.help = help;
   gd.labelFlags = label ? labelFlags : 0;
   return gd;
+}
+
+// ---- The time-line -----------------------------------------------------------------------------
+// The cells are positions of the one time-line, from firstCell on; the current layer's images
+// are the cells from its first to its last position, the others stand empty.
+
+int FloorDiv(int a, int b) {
+  return a >= 0 ? a / b : -((-a + b - 1) / b);
+}
+
+// Window x of the left edge of the cell of a position, in view or not.
+int CellLeft(int p) {
+  return g.cellsX0 + (p - g.firstCell) * kCellW;
+}
+
+// The position under a Window x, in view or not.
+int CellUnder(int x) {
+  return g.firstCell + FloorDiv(x - g.cellsX0, kCellW);
+}
+
+int BodyTop() {
+  return g.cellsY0 + kBarH + 2;
+}
+
+// Where the current layer lies, or would lie after the drag under way.
+void ShownSpan(const Layer* l, int* first, int* last) {
+  *first = l->first, *last = l->last;
+  if (g.drag == Drag::Move) *first += g.dragValue, *last += g.dragValue;
+  if (g.drag == Drag::Length) *last = l->first + g.dragValue - 1;
 }
 
 // ---- Layout ------------------------------------------------------------------------------------
@@ -174,7 +215,7 @@ void Layout(int W, int H) {
   // From the bottom: the light table row, the cells, the caption; the list takes what is left.
   const int lightY0 = H - 23, lightY1 = H - 5;
   g.cellsY1 = lightY0 - 5;
-  g.cellsY0 = g.cellsY1 - 33;
+  g.cellsY0 = g.cellsY1 - 39;
   const int capY1 = g.cellsY0 - 2, capY0 = capY1 - 15;
   g.listX0 = 4, g.listY0 = buttonsBottom + 4, g.listX1 = W - 23, g.listY1 = capY0 - 4;
   g.rows = std::clamp((g.listY1 - g.listY0 - 1) / kRowH, 0, kMaxRows);
@@ -216,10 +257,26 @@ void Layout(int W, int H) {
           "Earlier images\xA7\n\nScrolls the time-line\nto the left."));
   add(Row(W - 22, g.cellsY0, W - 5, g.cellsY1, kTlRight, kGadRepeat, ">",
           "Later images\xA7\n\nScrolls the time-line\nto the right."));
+  // The handle and the bar come before the cells, which they lie over.
+  if (const Layer* l = CurrentLayer()) {
+    int first, last;
+    ShownSpan(l, &first, &last);
+    const int x0 = std::max(CellLeft(first), g.cellsX0), x1 = CellLeft(last) + kCellW - 2;
+    if (last >= g.firstCell && last < g.firstCell + g.cells)
+      add(Row(x1 - kGripW, g.cellsY0, x1, g.cellsY1 - 1, kEndGadget,
+              kGadActOnPress | kGadNoPressLook, nullptr,
+              "Layer length\xA7\n\nDrag the right end to add\nor remove images at the end.\nNew "
+              "images repeat the\nlast one."));
+    if (x0 <= std::min(x1, g.cellsX1))
+      add(Row(x0, g.cellsY0, std::min(x1, g.cellsX1), g.cellsY0 + kBarH, kBarGadget,
+              kGadActOnPress | kGadNoPressLook, nullptr,
+              "Layer in time\xA7\n\nDrag the bar to move the\nlayer along the time-line.\nDrag "
+              "it back to leave\nit where it was."));
+  }
   add(Row(g.cellsX0, g.cellsY0, g.cellsX1, g.cellsY1, kCells, kGadActOnPress | kGadNoPressLook,
           nullptr,
           "Time-line\xA7\n\nThe images of the current\nlayer. Click to go to one,\nshift-click or "
-          "drag to\nselect a range."));
+          "drag to\nselect a range, ctrl-drag\nto move an image."));
 
   const Layer* cur = CurrentLayer();
   const int before = cur ? cur->lightBefore : 0, after = cur ? cur->lightAfter : 0;
@@ -312,28 +369,62 @@ void PaintCells(Window* w) {
   const Layer* l = CurrentLayer();
   FillRect(b, g.cellsX0, g.cellsY0, g.cellsX1, g.cellsY1, Sys(BACKGROUNDCOLOR));
   if (!l) return;
+  int first, last;
+  ShownSpan(l, &first, &last);
+  const int shift = g.drag == Drag::Move ? g.dragValue : 0;
+  const int y0 = BodyTop(), y1 = g.cellsY1;
   for (int c = 0; c < g.cells; ++c) {
     const int p = g.firstCell + c;
-    if (p > l->last) break;
     const int x0 = g.cellsX0 + c * kCellW, x1 = x0 + kCellW - 2;
-    const bool current = p == Timeline.position;
-    FillRect(b, x0, g.cellsY0 + 1, x1, g.cellsY1 - 1,
-             current      ? kCellCurrent
-             : InRange(p) ? kCellRange
-                          : kCellPlain);
-    FillRect(b, x0, g.cellsY1 - 1, x1, g.cellsY1 - 1, kGreyInk);
-    FillRect(b, x1, g.cellsY0 + 1, x1, g.cellsY1 - 1, kGreyInk);
+    const bool image = first <= p && p <= last;
+    // While a drag is under way the cells show the layer where it would land; q is the
+    // position the image there has now.
+    const int q = p - shift;
+    const bool current = image && q == Timeline.position && g.drag != Drag::Image;
+    const bool range = image && g.drag == Drag::None && InRange(p);
+    Pixel fill = current ? kCellCurrent : range ? kCellRange : kCellPlain;
+    if (!image)
+      fill = g.drag == Drag::Length && p >= l->first && p <= l->last ? kCellRemoved : kCellEmpty;
+    else if (g.drag == Drag::Length && p > l->last)
+      fill = kCellAdded;
+    else if (g.drag == Drag::Image && p - l->first == g.dragValue)
+      fill = kRowDrop;
+    else if (g.drag == Drag::Image && p - l->first == g.dragFrom)
+      fill = kCellEmpty;
+    FillRect(b, x0, y0, x1, y1 - 1, fill);
+    FillRect(b, x0, y1 - 1, x1, y1 - 1, kGreyInk);
+    FillRect(b, x1, y0, x1, y1 - 1, kGreyInk);
     char text[24];
     FormatTimeCode(p, text, sizeof text);
     const int tw = TextWidth(text);
-    DrawText(b, x0 + (kCellW - 1 - tw) / 2, g.cellsY0 + 3, text, current ? kWhite : kInk, x0,
-             g.cellsY0, x1, g.cellsY1);
+    DrawText(b, x0 + (kCellW - 1 - tw) / 2, y0 + 1, text,
+             current ? kWhite
+             : image ? kInk
+                     : kGreyInk,
+             x0, y0, x1, y1);
+    if (!image || g.drag != Drag::None) continue;
     // Light table images carry a mark under their number.
     const int d = p - Timeline.position;
     if (d && ((d < 0 && d >= l->lightBefore) || (d > 0 && d <= l->lightAfter)))
-      FillRect(b, x0 + 8, g.cellsY1 - 9, x1 - 8, g.cellsY1 - 6, kLightMark);
-    if (InRange(p)) FillRect(b, x0 + 2, g.cellsY1 - 4, x1 - 2, g.cellsY1 - 3, 0xFFB08000);
+      FillRect(b, x0 + 8, y1 - 9, x1 - 8, y1 - 6, kLightMark);
+    if (range) FillRect(b, x0 + 2, y1 - 4, x1 - 2, y1 - 3, 0xFFB08000);
   }
+  // The bar over the images, with a grip in the middle of what is in view, and the handle at the
+  // right end.
+  const int bx0 = std::max(CellLeft(first), g.cellsX0);
+  const int bx1 = std::min(CellLeft(last) + kCellW - 2, g.cellsX1);
+  if (bx0 > bx1) return;
+  FillRect(b, bx0, g.cellsY0 + 1, bx1, g.cellsY0 + kBarH, g.drag == Drag::Move ? kRowDrop : kBar);
+  const int mid = (bx0 + bx1) / 2;
+  for (int i = -2; i <= 2; ++i)
+    FillRect(b, mid + 3 * i, g.cellsY0 + 3, mid + 3 * i, g.cellsY0 + kBarH - 2,
+             g.drag == Drag::Move ? kInk : kGrip);
+  if (last < g.firstCell || last >= g.firstCell + g.cells) return;
+  const int hx1 = CellLeft(last) + kCellW - 2, hx0 = hx1 - kGripW + 1;
+  const bool held = g.drag == Drag::Length;
+  FillRect(b, hx0, g.cellsY0 + 1, hx1, y1 - 1, held ? kRowDrop : kBar);
+  const int hy = (y0 + y1) / 2;
+  for (int x : {hx0 + 1, hx0 + 3}) FillRect(b, x, hy - 6, x, hy + 6, held ? kInk : kGrip);
 }
 
 void SetCaption() {
@@ -342,15 +433,37 @@ void SetCaption() {
     g_caption[0] = 0;
     return;
   }
+  const char* name = l->name[0] ? l->name : "Untitled";
   char pos[24], lo[24], hi[24];
+  int first, last;
+  ShownSpan(l, &first, &last);
   FormatTimeCode(Timeline.position, pos, sizeof pos);
-  FormatTimeCode(l->first, lo, sizeof lo);
-  FormatTimeCode(l->last, hi, sizeof hi);
+  FormatTimeCode(first, lo, sizeof lo);
+  FormatTimeCode(last, hi, sizeof hi);
+  switch (g.drag) {
+    case Drag::Move:
+      std::snprintf(g_caption, sizeof g_caption, "Move \"%.60s\" to %s..%s (%+d)", name, lo, hi,
+                    g.dragValue);
+      return;
+    case Drag::Length:
+      std::snprintf(g_caption, sizeof g_caption, "\"%.60s\" gets %d image%s, %s..%s (%+d)", name,
+                    g.dragValue, g.dragValue == 1 ? "" : "s", lo, hi,
+                    g.dragValue - (l->last - l->first + 1));
+      return;
+    case Drag::Image:
+      FormatTimeCode(l->first + g.dragFrom, lo, sizeof lo);
+      FormatTimeCode(l->first + g.dragValue, hi, sizeof hi);
+      std::snprintf(g_caption, sizeof g_caption, "Move the image at %s of \"%.60s\" to %s", lo,
+                    name, hi);
+      return;
+    case Drag::None:
+      break;
+  }
   int a, z;
   char range[64] = "";
   if (RangeBounds(&a, &z)) std::snprintf(range, sizeof range, ", selected %d..%d", a, z);
-  std::snprintf(g_caption, sizeof g_caption, "Time-line of \"%.60s\": image %s of %s..%s%s",
-                l->name[0] ? l->name : "Untitled", pos, lo, hi, range);
+  std::snprintf(g_caption, sizeof g_caption, "Time-line of \"%.60s\": image %s of %s..%s%s", name,
+                pos, lo, hi, range);
 }
 
 // Keeps a new position or layer in view; the user's own scrolling stays otherwise.
@@ -364,15 +477,18 @@ void FollowModel() {
       g.firstRow = Timeline.current - std::max(0, g.rows - 1);
     g.seenPosition = Timeline.position, g.seenCurrent = Timeline.current;
   }
-  if (l) g.firstCell = std::clamp(g.firstCell, l->first, std::max(l->first, l->last - g.cells + 1));
+  // The time-line reaches back to 0 and on to where the layer's end stands in the middle.
+  const int lo = l ? std::min(l->first, 0) : 0;
+  if (l) g.firstCell = std::clamp(g.firstCell, lo, std::max(lo, l->last - g.cells / 2));
 }
 
 uint64_t Digest() {
   uint64_t h = 1469598103934665603ull;
   auto mix = [&h](uint64_t v) { h = (h ^ v) * 1099511628211ull; };
-  for (int v : {LayerCount(), Timeline.current, Timeline.position, Timeline.rangeIn,
-                Timeline.rangeCount, Timeline.showMode, Timeline.lightSide, LayerSet.modeTimeCode,
-                g.firstRow, g.firstCell, g.dropRow})
+  for (int v :
+       {LayerCount(), Timeline.current, Timeline.position, Timeline.rangeIn, Timeline.rangeCount,
+        Timeline.showMode, Timeline.lightSide, LayerSet.modeTimeCode, g.firstRow, g.firstCell,
+        g.dropRow, static_cast<int>(g.drag), g.dragValue, g.dragFrom})
     mix(static_cast<uint32_t>(v));
   for (int i = 0; i < LayerCount(); ++i) {
     const Layer* l = LayerAt(i);
@@ -454,7 +570,7 @@ void PressList() {
   });
   g.dropRow = -1;
   if (!WindowAlive(w, g.serial)) return;
-  if (to != from) {
+  if (to != from && !In.leftDown) {
     MoveLayer(from, to);
     g.pressedLayer = -1;
   } else if (from == g.pressedLayer && TimeNow() - g.pressedAt < kDoublePress) {
@@ -472,11 +588,103 @@ int CountTo(int in, int p) {
   return p >= in ? p - in + 1 : p - in;
 }
 
+// The current layer when it is still the one with this id.
+const Layer* Dragged(int id) {
+  const Layer* l = CurrentLayer();
+  return l && l->id == id ? l : nullptr;
+}
+
+// After a drag: true when it ended by the release, over the same Window and layer. The preview
+// goes either way.
+bool DragEnded(Window* w, int id) {
+  g.drag = Drag::None;
+  g.dragValue = g.dragFrom = 0;
+  const bool ok = WindowAlive(w, g.serial) && !In.leftDown && !ExitFlag && !QuitRequest &&
+                  Dragged(id) != nullptr;
+  if (MixerOpen()) Draw();
+  return ok;
+}
+
+// The bar moves the layer in time; the time-line starts at 0, so the drag stops there.
+void PressBar() {
+  Window* w = g.window;
+  const Layer* l = CurrentLayer();
+  if (!l) return;
+  const int id = l->id, from = CellUnder(In.winX - w->left);
+  const int low = std::min(0, -l->first), high = kTimelineLimit - l->last;
+  g.drag = Drag::Move;
+  g.dragValue = 0;
+  Draw();
+  Track([&](int x, int) {
+    const int d = std::clamp(CellUnder(x) - from, low, high);
+    if (!Dragged(id) || d == g.dragValue) return;
+    g.dragValue = d;
+    Draw();
+  });
+  const int delta = g.dragValue;
+  if (!DragEnded(w, id) || delta == 0) return;
+  // The open image goes along, as the cells showed while dragging.
+  l = CurrentLayer();
+  const int position = Timeline.position;
+  const bool inside = position >= l->first && position <= l->last;
+  if (!ShiftLayer(Timeline.current, delta)) return;
+  SetRange(Timeline.position, 0);  // the range named the images at their old places
+  if (inside) GotoPosition(position + delta, 0);
+}
+
+// The handle sets the count: each cell the pointer goes right or left adds or removes an image.
+void PressEnd() {
+  Window* w = g.window;
+  const Layer* l = CurrentLayer();
+  if (!l) return;
+  const int id = l->id, pressX = In.winX, count = l->last - l->first + 1;
+  g.drag = Drag::Length;
+  g.dragValue = count;
+  Draw();
+  Track([&](int x, int) {
+    const int steps = FloorDiv(x + w->left - pressX + kCellW / 2, kCellW);
+    const int n = std::clamp(count + steps, 1, kMaxLayerImages);
+    if (!Dragged(id) || n == g.dragValue) return;
+    g.dragValue = n;
+    Draw();
+  });
+  const int n = g.dragValue;
+  if (!DragEnded(w, id) || n == count) return;
+  ResizeLayer(Timeline.current, n, false, false);
+}
+
+// Ctrl and a drag take one image of a sequence to another place in it.
+void DragImage(int p) {
+  Window* w = g.window;
+  const Layer* l = CurrentLayer();
+  const int id = l->id, from = p - l->first;
+  g.drag = Drag::Image;
+  g.dragFrom = g.dragValue = from;
+  Draw();
+  Track([&](int x, int) {
+    const Layer* now = Dragged(id);
+    if (!now) return;
+    const int to = CellAt(x) - now->first;
+    if (to == g.dragValue) return;
+    g.dragValue = to;
+    Draw();
+  });
+  const int to = g.dragValue;
+  if (DragEnded(w, id) && to != from) MoveImage(from, to);
+}
+
 void PressCells() {
   Window* w = g.window;
   const Layer* l = CurrentLayer();
   if (!l) return;
+  // Cells beside the layer are only time: nothing to go to there.
+  const int under = CellUnder(In.winX - w->left);
+  if (under < l->first || under > l->last) return;
   const int p = CellAt(In.winX - w->left);
+  if (In.control && l->sequence && l->last > l->first) {
+    DragImage(p);
+    return;
+  }
   if (In.shift) {
     SetRange(Timeline.position, CountTo(Timeline.position, p));
     Draw();
@@ -581,6 +789,10 @@ void Handler(Window* w, Gadget* gd, int code) {
     PressList();
   } else if (id == kCells && press) {
     PressCells();
+  } else if (id == kBarGadget && press) {
+    PressBar();
+  } else if (id == kEndGadget && press) {
+    PressEnd();
   } else if ((id == kListUp || id == kListDown) && press) {
     g.firstRow += id == kListUp ? -1 : 1;
   } else if ((id == kTlLeft || id == kTlRight) && press) {
@@ -708,7 +920,7 @@ bool MixerCellPoint(int position, int* x, int* y) {
       position < l->first || position > l->last)
     return false;
   *x = g.window->left + g.cellsX0 + (position - g.firstCell) * kCellW + kCellW / 2;
-  *y = g.window->top + (g.cellsY0 + g.cellsY1) / 2;
+  *y = g.window->top + (BodyTop() + g.cellsY1) / 2;
   return true;
 }
 

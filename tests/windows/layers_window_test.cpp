@@ -81,6 +81,28 @@ class LayersWindow : public ProjectWindowsTest {
     EXPECT_TRUE(MixerCellPoint(position, &x, &y));
     return At(x, y);
   }
+  // Press, move and release by the host's own events, which carry held keys as the event file
+  // cannot for buttons.
+  void HostDrag(int x0, int y, int x1, uint32_t qualifiers) {
+    const std::pair<HostEventType, int> steps[] = {{HostEventType::Move, x0},
+                                                   {HostEventType::ButtonDown, x0},
+                                                   {HostEventType::Move, x1},
+                                                   {HostEventType::ButtonUp, x1}};
+    for (auto [type, x] : steps) {
+      HostEvent e;
+      e.type = type, e.x = x, e.y = y, e.button = kButtonLeft, e.qualifiers = qualifiers;
+      HostPushEvent(e);
+    }
+    Drive("wait 40");
+  }
+  // A drag of the gadget whose bubble starts with what, by a number of cells.
+  void DragBy(const char* what, int cells) {
+    int x = 0, y = 0;
+    ASSERT_TRUE(Find(what, &x, &y)) << what;
+    Drive(At(x, y) + "down left\n" + At(x + cells * 19, y) + At(x + cells * 38, y) +
+          "up left\nwait 40\n");
+  }
+  static std::vector<int> Span() { return {CurrentLayer()->first, CurrentLayer()->last}; }
   std::vector<std::string> Names() {
     std::vector<std::string> out;
     for (int i = 0; i < LayerCount(); ++i) out.emplace_back(LayerAt(i)->name);
@@ -146,14 +168,7 @@ TEST_F(LayersWindow, CellsGoToImagesAndSelectRanges) {
     int x, y;
     ASSERT_TRUE(MixerCellPoint(c.path[0], &x, &y));
     if (c.shift) {
-      // The event file has no held shift for buttons: the host's own events carry it.
-      for (HostEventType t :
-           {HostEventType::Move, HostEventType::ButtonDown, HostEventType::ButtonUp}) {
-        HostEvent e;
-        e.type = t, e.x = x, e.y = y, e.button = kButtonLeft, e.qualifiers = kQualShift;
-        HostPushEvent(e);
-      }
-      Drive("wait 40");
+      HostDrag(x, y, x, kQualShift);
     } else {
       std::string events = Cell(c.path[0]) + "down left\n";
       for (size_t i = 1; i < c.path.size(); ++i) events += Cell(c.path[i]);
@@ -207,6 +222,89 @@ TEST_F(LayersWindow, FollowsPaintAndUndo) {
   NewLayer("D", false, true, 0, true);
   Drive("wait 40");
   EXPECT_NE(Picture(mixer_), before);
+}
+
+// Cells are 38 pixels apart; the bar lies over the layer's cells, the handle on its last one.
+TEST_F(LayersWindow, TheBarMovesTheLayerInTimeAndItsEndSetsTheCount) {
+  ASSERT_EQ(MakeAnim(2), 1);  // images 0..2, image 1 open
+  GotoPosition(1, 0);
+  RefreshMixer();
+  DragBy("Layer in time", 3);
+  EXPECT_EQ(Span(), (std::vector<int>{3, 5}));
+  EXPECT_EQ(Timeline.position, 4);  // the open image went along
+  EXPECT_EQ(Undo.label, std::string("Undo Move Layer"));
+  // The time-line starts at 0: five cells back stop three cells back. One undo puts it back.
+  DragBy("Layer in time", -5);
+  EXPECT_EQ(Span(), (std::vector<int>{0, 2}));
+  UndoStep();
+  EXPECT_EQ(Span(), (std::vector<int>{3, 5}));
+  RefreshMixer();
+
+  // Cells beside the layer are no images: a press there changes nothing.
+  int x, y;
+  ASSERT_TRUE(MixerCellPoint(3, &x, &y));
+  Drive(Click(x - 2 * 38, y));
+  EXPECT_EQ(Timeline.position, 4);
+
+  DragBy("Layer length", 2);
+  EXPECT_EQ(Span(), (std::vector<int>{3, 7}));
+  EXPECT_EQ(CurrentLayer()->sequence->count, 5);
+  EXPECT_EQ(Undo.label, std::string("Undo Resize Layer \"A\""));
+  DragBy("Layer length", -6);  // never fewer than one image
+  EXPECT_EQ(Span(), (std::vector<int>{3, 3}));
+  UndoStep();
+  EXPECT_EQ(Span(), (std::vector<int>{3, 7}));
+  RefreshMixer();
+
+  // Ctrl and a drag move one image; it stays open at its new place.
+  int x5, y5;
+  ASSERT_TRUE(MixerCellPoint(3, &x, &y));
+  ASSERT_TRUE(MixerCellPoint(5, &x5, &y5));
+  HostDrag(x, y, x5, kQualControl);
+  EXPECT_EQ(Undo.kind, 10);
+  EXPECT_EQ(Timeline.position, 5);
+  int lo, hi;
+  EXPECT_FALSE(RangeBounds(&lo, &hi));
+}
+
+// A drag that does not end by its release leaves the layers where they were.
+TEST_F(LayersWindow, AnInterruptedDragChangesNothing) {
+  ASSERT_EQ(MakeAnim(2), 1);
+  static int interrupt;  // 1 closes the Window, 2 deletes the dragged layer
+  Input().screenGrab = [] {
+    if (interrupt == 1) CloseMixer();
+    if (interrupt == 2) DeleteLayer(Timeline.current);
+  };
+  struct Case {
+    const char* name;
+    const char* gadget;
+    int interrupt;
+    const char* end;
+  };
+  const Case cases[] = {
+      {"held when the input ends", "Layer in time", 0, ""},
+      {"held when the input ends", "Layer length", 0, ""},
+      {"Window closed", "Layer in time", 1, "up left\n"},
+      {"Window closed", "Layer length", 1, "up left\n"},
+      {"layer deleted", "Layer length", 2, "up left\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + ", " + c.gadget);
+    mixer_ = OpenMixer();
+    RefreshMixer();
+    std::vector<std::vector<int>> before;
+    for (int i = 0; i < LayerCount(); ++i) before.push_back({LayerAt(i)->first, LayerAt(i)->last});
+    interrupt = c.interrupt;
+    int x = 0, y = 0;
+    ASSERT_TRUE(Find(c.gadget, &x, &y));
+    Drive(At(x, y) + "down left\n" + At(x + 80, y) + "key ctrl+F9\n" + At(x + 120, y) + c.end);
+    Drive("up left\nwait 40\n");
+    if (c.interrupt == 2) before.erase(before.begin());
+    std::vector<std::vector<int>> after;
+    for (int i = 0; i < LayerCount(); ++i) after.push_back({LayerAt(i)->first, LayerAt(i)->last});
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(MixerOpen(), c.interrupt != 1);
+  }
 }
 
 }  // namespace
