@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <utility>
 
 #include "host/channel.h"
 #include "host/host.h"
@@ -27,8 +28,9 @@ bool g_leftAsRight = false;  // a left press taken as right (alt or barrel) rele
 InputEvent g_peeked{};
 bool g_havePeeked = false;
 
-int32_t Fixed(int pixel) { return (pixel << 16) + 0x8000; }
-
+int32_t Fixed(int pixel) {
+  return (pixel << 16) + 0x8000;
+}
 
 InputEvent Blank() {
   InputEvent e{};
@@ -37,6 +39,16 @@ InputEvent Blank() {
 }
 
 // Turns one host event into an event record; false for what the program never sees.
+// The character that the host sends after a key whose press already ran an action.
+int g_swallowKey = 0;
+
+bool CharOfKey(int character, int key) {
+  const int c = character & 255;
+  if (key >= 96 && key <= 105) key = '0' + key - 96;
+  if (key >= 'A' && key <= 'Z') return (c & ~0x20) == key || c == (key & 0x1F);
+  return c == key;
+}
+
 bool FromHost(const HostEvent& h, InputEvent* out) {
   InputEvent e = Blank();
   e.qualifiers = h.qualifiers;
@@ -83,6 +95,7 @@ bool FromHost(const HostEvent& h, InputEvent* out) {
       break;
     case HostEventType::KeyDown:
     case HostEventType::KeyUp:
+      g_swallowKey = 0;
       e.type = kEventKey;
       e.code = h.type == HostEventType::KeyDown ? h.key : h.key + kKeyRelease;
       e.x = Fixed(In.winX);
@@ -96,6 +109,7 @@ bool FromHost(const HostEvent& h, InputEvent* out) {
       }
       break;
     case HostEventType::Text:
+      if (g_swallowKey && CharOfKey(h.character, std::exchange(g_swallowKey, 0))) return false;
       e.type = kEventKey;
       e.code = kCharacterCode;
       e.character = h.character;
@@ -168,7 +182,9 @@ void WaitEvent(int mode) {
   HostWaitEvent(20);
 }
 
-double TimeNow() { return static_cast<double>(HostMilliseconds()) / 1000.0; }
+double TimeNow() {
+  return static_cast<double>(HostMilliseconds()) / 1000.0;
+}
 
 void UpdateInputState(const InputEvent& e, bool setEdges) {
   if (e.type == kEventButton) {
@@ -240,8 +256,10 @@ void UpdateInputState(const InputEvent& e, bool setEdges) {
 
 namespace {
 void HandleKey(const InputEvent& e) {
-  if (e.code == kCharacterCode) In.lastChar = e.character;
-  else In.lastKey = e.code;
+  if (e.code == kCharacterCode)
+    In.lastChar = e.character;
+  else
+    In.lastKey = e.code;
   if (BusyMode) {
     if (In.shift && In.control) BusyMode = 0;
     return;
@@ -272,8 +290,10 @@ void DispatchEvent(const InputEvent& e) {
       HandleKey(e);
       break;
     case kEventCommand:
-      if (Input().runCommand) Input().runCommand(e.command);
-      else if (Input().releaseExternal) Input().releaseExternal(e.command);
+      if (Input().runCommand)
+        Input().runCommand(e.command);
+      else if (Input().releaseExternal)
+        Input().releaseExternal(e.command);
       break;
     case kEventClipImage:
       if (Input().pasteImage) Input().pasteImage(e.payload);
@@ -309,8 +329,10 @@ int ModalStep(int mode) {
     return now;
   }
   if (e.type == kEventKey) {
-    if (e.code == kCharacterCode) In.lastChar = e.character;
-    else In.lastKey = e.code;
+    if (e.code == kCharacterCode)
+      In.lastChar = e.character;
+    else
+      In.lastKey = e.code;
     if (e.code == kKeyF9 && In.control && Input().screenGrab) Input().screenGrab();
     return 4;
   }
@@ -318,9 +340,19 @@ int ModalStep(int mode) {
   return 0;
 }
 
-void QueueExternalCommand(ExternalCommand* command) { g_commands.push_back(command); }
-void QueueClipboardImage(void* block) { g_images.push_back(block); }
-bool InjectedPending() { return !g_commands.empty() || !g_images.empty(); }
+void SwallowCharOfKey(int key) {
+  g_swallowKey = key;
+}
+
+void QueueExternalCommand(ExternalCommand* command) {
+  g_commands.push_back(command);
+}
+void QueueClipboardImage(void* block) {
+  g_images.push_back(block);
+}
+bool InjectedPending() {
+  return !g_commands.empty() || !g_images.empty();
+}
 
 void DrainInjected(void (*freeImage)(void*)) {
   for (ExternalCommand* c : g_commands)

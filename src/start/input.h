@@ -62,7 +62,7 @@ struct InputState {
   int clickX, clickY;       // page pixels at the last press
   int pressure, pressureLow;
   int shift, control, alt;
-  int lastKey, lastChar;    // what ModalStep hands its caller
+  int lastKey, lastChar;  // what ModalStep hands its caller
   int wheelY;
 };
 
@@ -80,6 +80,10 @@ void DispatchEvent(const InputEvent& event);
 int ModalStep(int mode);
 double TimeNow();
 
+// A key press that ran an action: the character the host sends after it for the same press is
+// dropped, so that a Requester the action opens does not receive it.
+void SwallowCharOfKey(int key);
+
 // The input state update for a button event.
 void UpdateInputState(const InputEvent& event, bool setEdges);
 
@@ -90,13 +94,13 @@ bool InjectedPending();
 
 // Hooks the upper modules fill.
 struct InputHooks {
-  void (*keyMap)(int code, int character) = nullptr;        // key map of the actions
-  void (*runCommand)(ExternalCommand* command) = nullptr;   // type 5
-  void (*pasteImage)(void* block) = nullptr;                // type 6, owns the block
-  void (*dropFile)(const char* path) = nullptr;             // type 7
-  void (*wheelTool)(int steps) = nullptr;                   // tool size up or down
-  void (*toggleToolbar)() = nullptr;                        // middle button
-  void (*screenGrab)() = nullptr;                           // control + F9
+  void (*keyMap)(int code, int character) = nullptr;       // key map of the actions
+  void (*runCommand)(ExternalCommand* command) = nullptr;  // type 5
+  void (*pasteImage)(void* block) = nullptr;               // type 6, owns the block
+  void (*dropFile)(const char* path) = nullptr;            // type 7
+  void (*wheelTool)(int steps) = nullptr;                  // tool size up or down
+  void (*toggleToolbar)() = nullptr;                       // middle button
+  void (*screenGrab)() = nullptr;                          // control + F9
   void (*pageFromWindow)(int32_t wx, int32_t wy, int32_t* px, int32_t* py) = nullptr;
   void (*snapToGrid)(int32_t* px, int32_t* py) = nullptr;
   bool (*gadgetActive)() = nullptr;

@@ -324,7 +324,9 @@ void KeyPressed(int code, int character) {
     return;
   }
   const std::string* list = KeyBinding(CurrentKeyMap(), name.c_str());
-  if (list && !list->empty()) RunActions(list->c_str());
+  if (!list || list->empty()) return;
+  if (code != kCharacterCode) SwallowCharOfKey(code);
+  RunActions(list->c_str());
 }
 
 }  // namespace vela

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/host.h"
 #include "start/actions.h"
 #include "start/input.h"
 #include "start/message.h"
@@ -125,6 +126,18 @@ TEST_F(KeyMapTest, EventsGetTheNamesOfTheRowsAndTheDefaultMapBindsThem) {
   ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "x", "Refill,Undo"));
   KeyPressed('X', 0);
   EXPECT_EQ(g_log, (std::vector<std::string>{"Refill", "Undo"}));
+  // The host's character of that same press is no typing, for a Requester the actions open;
+  // the next one is.
+  for (int c : {'x', 'x'}) {
+    HostEvent t;
+    t.type = HostEventType::Text;
+    t.character = c;
+    HostPushEvent(t);
+  }
+  InputEvent e;
+  ASSERT_TRUE(PollEvent(0, &e));
+  EXPECT_EQ(e.character, 'x');
+  EXPECT_FALSE(PollEvent(0, &e));
 }
 
 // Every row is some key's name: its event, built from the row's words, is named back to it.
