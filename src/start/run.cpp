@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -187,10 +188,18 @@ void SetTempDirectory() {
   Paths().tempDir = t.substr(0, kTempDirCapacity - 1);
 }
 
+struct KeptScreen {
+  std::vector<uint32_t> pixels;
+  int width = 0, height = 0;
+};
+KeptScreen g_kept;
+
 void EndOfRunOutputs() {
   const CommandLine& cl = g_run.commandLine;
   if (!cl.screenshot.empty()) {
     HostScreen s = HostFramebuffer();
+    if (!g_kept.pixels.empty())
+      s = {g_kept.width, g_kept.height, g_kept.width, g_kept.pixels.data()};
     std::string error;
     if (!HostWritePng(cl.screenshot.c_str(), s.pixels, s.width, s.height, s.stride, false,
                       &error)) {
@@ -243,6 +252,17 @@ void CloseChannel() {
 }
 
 }  // namespace
+
+void KeepScreenAtFeedEnd() {
+  if (g_run.commandLine.screenshot.empty() || !g_kept.pixels.empty()) return;
+  HostScreen s = HostFramebuffer();
+  if (!s.pixels || s.width < 1 || s.height < 1) return;
+  g_kept.width = s.width, g_kept.height = s.height;
+  g_kept.pixels.resize(static_cast<size_t>(s.width) * s.height);
+  for (int y = 0; y < s.height; ++y)
+    std::copy_n(s.pixels + static_cast<size_t>(y) * s.stride, s.width,
+                g_kept.pixels.begin() + static_cast<ptrdiff_t>(y) * s.width);
+}
 
 IniSettings& Ini() {
   static IniSettings ini;

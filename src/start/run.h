@@ -22,15 +22,15 @@ struct SettingsStep {
 
 // What the modules above this one lend to the run. Any hook may be null.
 struct RunHooks {
-  std::span<const InitStep> init;        // tables and defaults, before the first page
-  int (*openGraphics)() = nullptr;       // page, mask, undo: 0 or -1
+  std::span<const InitStep> init;   // tables and defaults, before the first page
+  int (*openGraphics)() = nullptr;  // page, mask, undo: 0 or -1
   bool (*makePage)(int width, int height) = nullptr;
   bool (*startCache)() = nullptr;
   void (*redrawAll)() = nullptr;
-  void (*beforeLoop)() = nullptr;        // e.g. the undo Block takes the first page
-  std::span<const SettingsStep> load;    // each module reads its section, in order
-  std::span<const SettingsStep> save;    // and writes it back at the end
-  std::span<const SettingsStep> release; // ReleaseAll, in order
+  void (*beforeLoop)() = nullptr;         // e.g. the undo Block takes the first page
+  std::span<const SettingsStep> load;     // each module reads its section, in order
+  std::span<const SettingsStep> save;     // and writes it back at the end
+  std::span<const SettingsStep> release;  // ReleaseAll, in order
   // The page as straight-alpha PNG, for --save-page.
   bool (*savePagePng)(const char* path, std::string* error) = nullptr;
   // The command file of --script: each result a line on out; -1 when it cannot be read.
@@ -61,6 +61,10 @@ int ProgramMain(const char* commandLine);
 // Brings the modules up, runs the main loop, saves and releases. 0 after an orderly end, 1 when
 // the run could not start.
 int RunProgram(int argc, const char* const* argv);
+
+// A modal loop that meets the end of a headless feed keeps the screen as it stands then for
+// --screenshot: its own answer would take the question away before the run ends.
+void KeepScreenAtFeedEnd();
 
 int OpenGraphics(int width, int height);
 void SaveAllSettings();

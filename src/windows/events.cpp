@@ -2,6 +2,7 @@
 // fields, the modal loop, and the idle calls of the main loop.
 #include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -10,6 +11,7 @@
 #include "host/host.h"
 #include "start/input.h"
 #include "start/main_loop.h"
+#include "start/run.h"
 #include "start/settings.h"
 #include "windows/window.h"
 
@@ -288,6 +290,29 @@ void RefusePress(int button) {
 }
 
 }  // namespace
+
+bool TookFeedEnd(int quitBefore) {
+  if (!HostHeadless() || quitBefore || !QuitRequest) return false;
+  QuitRequest = 0;
+  HostEvent quit;
+  quit.type = HostEventType::Quit;
+  HostPushEvent(quit);
+  return true;
+}
+
+int ModalEvent() {
+  In.lastKey = In.lastChar = 0;
+  if (!HostHeadless()) return PumpEvents(1);
+  const int quit = QuitRequest;
+  const int r = PumpEvents(0);
+  if (TookFeedEnd(quit)) {
+    KeepScreenAtFeedEnd();
+    return kEndOfInput;
+  }
+  if (r || HostWaitEvent(0)) return r;
+  // The virtual clock jumps to the feed's next event; a feed held open has none.
+  return HostWaitEvent(INT_MAX) ? 0 : kEndOfInput;
+}
 
 void Beep() {
   ++BeepCount;

@@ -494,26 +494,6 @@ bool Inside(const Level& lv, int sx, int sy) {
   return sx >= w->left && sx < w->right && sy >= w->top && sy < w->bottom;
 }
 
-constexpr int kEndOfInput = INT_MIN;
-
-// One event, as the Requesters read them: a headless run ends the menu when its feed is used up,
-// and the Quit that says so is put back for the main loop.
-int MenuEvent() {
-  In.lastKey = In.lastChar = 0;
-  if (!HostHeadless()) return PumpEvents(1);
-  int quitBefore = QuitRequest;
-  int r = PumpEvents(0);
-  if (!quitBefore && QuitRequest) {
-    QuitRequest = 0;
-    HostEvent quit;
-    quit.type = HostEventType::Quit;
-    HostPushEvent(quit);
-    return kEndOfInput;
-  }
-  if (r || HostWaitEvent(0)) return r;
-  return HostWaitEvent(INT_MAX) ? 0 : kEndOfInput;
-}
-
 struct Popup {
   std::vector<Level> levels;
 
@@ -592,7 +572,7 @@ struct Popup {
     // The press that opened the menu may end anywhere without closing it.
     bool opening = In.leftDown != 0;
     while (!ExitFlag && !QuitRequest) {
-      int r = MenuEvent();
+      int r = ModalEvent();
       if (r == kEndOfInput) return nullptr;
       for (Level& lv : levels)
         if (!WindowAlive(lv.window, lv.serial)) return nullptr;

@@ -43,8 +43,6 @@ constexpr int kKeyEnd = 35, kKeyHome = 36, kKeyLeft = 37, kKeyRight = 39;
 constexpr int kFieldPad = 3;
 // A Requester larger than any screen helps nobody, and gadget rows hold 16-bit coordinates.
 constexpr int kMaxLines = 200, kMaxTextWidth = 2000, kMaxLabelWidth = 600;
-// NextEvent: a run with no person has nothing more to give.
-constexpr int kEndOfInput = 100;
 constexpr int kPollLimit = 100000;
 
 MessageSink g_fallback = nullptr;
@@ -69,30 +67,6 @@ int Qualifiers() {
   uint32_t q =
       (In.shift ? kQualShift : 0u) | (In.control ? kQualControl : 0u) | (In.alt ? kQualAlt : 0u);
   return static_cast<int>(q);
-}
-
-// The Quit that ends a headless feed comes once; whoever reads it early puts it back for the
-// main loop.
-bool TookFeedEnd(int quitBefore) {
-  if (!HostHeadless() || quitBefore || !QuitRequest) return false;
-  QuitRequest = 0;
-  HostEvent quit;
-  quit.type = HostEventType::Quit;
-  HostPushEvent(quit);
-  return true;
-}
-
-// One event for a modal loop, as PumpEvents(1) gives it, or kEndOfInput in a headless run once
-// nothing more can come.
-int NextEvent() {
-  In.lastKey = In.lastChar = 0;
-  if (!HostHeadless()) return PumpEvents(1);
-  int quit = QuitRequest;
-  int r = PumpEvents(0);
-  if (TookFeedEnd(quit)) return kEndOfInput;
-  if (r || HostWaitEvent(0)) return r;
-  // The virtual clock jumps to the feed's next event; a feed held open has none.
-  return HostWaitEvent(INT_MAX) ? 0 : kEndOfInput;
 }
 
 bool Inside(const Window* w, int x, int y) {
@@ -340,7 +314,7 @@ bool PressOnStop() {
   Gadget* stop = &g_gaugeRows[kStopRow];
   if (GadgetUnder(w) != stop) return false;
   InvertGadget(stop, w);
-  while (In.leftDown && !Stopping() && NextEvent() != kEndOfInput) {
+  while (In.leftDown && !Stopping() && ModalEvent() != kEndOfInput) {
   }
   if (!LiveGauge()) return false;
   InvertGadget(stop, w);
@@ -501,7 +475,7 @@ Gadget* WaitRequester(Window* window, Gadget* field) {
       if (HostHeadless()) answer = first;
       break;
     }
-    int r = NextEvent();
+    int r = ModalEvent();
     if (r == kEndOfInput) {
       answer = first;
       break;
@@ -619,7 +593,7 @@ int RequesterAskOption(const char* text, const char* yes, const char* no, const 
   Window* w = r.window;
   Gadget* sw = FindGadget(kOptionId, w->gadgets);
   auto show = [&] {
-    sw->flags = (sw->flags & ~kGadSelected) | (*value ? kGadSelected : 0);
+    sw->flags = (sw->flags & ~kGadSelected) | (*value ? static_cast<uint32_t>(kGadSelected) : 0u);
     RedrawGadget(sw, w);
     BlitGadget(w, sw);
   };

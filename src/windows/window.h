@@ -3,6 +3,7 @@
 // handler: moving, hiding or raising a Window only copies pixels from the Windows' Blocks.
 #pragma once
 
+#include <climits>
 #include <cstdint>
 
 #include "pixels/block.h"
@@ -201,6 +202,14 @@ void RestoreWindows();
 // with empty queue. The wheel comes as keys: 38 up and 40 down, 39 and 37 on the second axis.
 // Mode 0 polls, 1 waits, 10 waits and gives idle calls.
 int PumpEvents(int mode);
+// One event for a modal loop (a Requester, a pop-up menu), as PumpEvents(1) gives it, or
+// kEndOfInput once a headless feed can bring nothing more; the screen is then kept for
+// --screenshot, since the loop's answer takes the question away.
+constexpr int kEndOfInput = INT_MIN;
+int ModalEvent();
+// True when the Quit that ends a headless feed came after quitBefore (QuitRequest as it was
+// before the poll): it is put back for the main loop.
+bool TookFeedEnd(int quitBefore);
 // The modal loop; returns when the Window has left the list.
 void RunWindow(Window* window);
 // The press of the current input state on a Window or Gadget; false when the page takes it.

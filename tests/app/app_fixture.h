@@ -46,15 +46,18 @@ inline std::string ShTrim(const std::string& cmd) {
   return Sh(cmd, nullptr, true);
 }
 
-// The X window of a running vela, or "" when none shows within 20 s. The window opens with its
-// menu bar and toolbar, which a headless run has not: unless dressed, Space and a middle click put
-// them away, so both show the same page at the same place.
+// The window opens with its menu bar and toolbar, which a headless run has not: Space and a
+// middle click put them away, so both show the same page at the same place.
+inline void Undress(const std::string& wid) {
+  Sh("sleep 0.5; xdotool windowfocus --sync " + wid + " key space mousemove --window " + wid +
+     " 1 1 click 2 sleep 0.3 mousemove 0 0");
+}
+
+// The X window of a running vela, or "" when none shows within 20 s; undressed unless dressed.
 inline std::string WindowOf(const std::string& pid, bool dressed = false) {
   const std::string wid =
       ShTrim("timeout 20 xdotool search --sync --onlyvisible --pid " + pid + " | head -1");
-  if (!wid.empty() && !dressed)
-    Sh("sleep 0.5; xdotool windowfocus --sync " + wid + " key space mousemove --window " + wid +
-       " 1 1 click 2 sleep 0.3 mousemove 0 0");
+  if (!wid.empty() && !dressed) Undress(wid);
   return wid;
 }
 
@@ -110,7 +113,9 @@ class TempDirTest : public ::testing::Test {
     fs::remove_all(dir_);
     fs::create_directories(dir_);
   }
-  void TearDown() override { fs::remove_all(dir_); }
+  void TearDown() override {
+    if (!std::getenv("VELA_KEEP_TEST_DIR")) fs::remove_all(dir_);
+  }
   void Write(const std::string& name, const std::string& text) {
     std::ofstream(dir_ / name, std::ios::binary) << text;
   }
@@ -153,9 +158,15 @@ class RealWindow : public VelaRun {
                   args + " >log 2>&1 & echo $!",
               nullptr, true);
     if (pid_.empty()) return false;
-    wid_ = WindowOf(pid_, dressed);
-    if (wid_.empty()) Sh("kill -9 " + pid_), pid_.clear();
-    return !wid_.empty();
+    wid_ = WindowOf(pid_, true);
+    if (wid_.empty()) {
+      Sh("kill -9 " + pid_), pid_.clear();
+      return false;
+    }
+    // The channel answers once the main loop runs: the window is ready for input.
+    for (int i = 0; i < 100 && Ask("qd_layercurrentid").empty(); ++i) usleep(200000);
+    if (!dressed) Undress(wid_);
+    return true;
   }
   // Ends the run in order, so that its files are written.
   void Stop() {

@@ -1,5 +1,9 @@
 // The Windows in the program: the gadget demo from its key, headless and under an X server with
 // real pointer input (xvfb-run in the test script, xdotool for the pointer).
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+
 #include "app_fixture.h"
 
 namespace apptest {
@@ -80,6 +84,98 @@ TEST_F(RealWindows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
   for (int y = 0; y < real.height; ++y)
     for (int x = 0; x < real.width; ++x) differ += real.Rgb(x, y) != headless.Rgb(x, y);
   EXPECT_EQ(differ, 0);
+}
+
+// What a person sees of the window, as the X server shows it.
+Png Capture(const fs::path& dir, const std::string& wid, const std::string& name) {
+  Png png;
+  Sh("import -window " + wid + " '" + (dir / name).string() + "' 2>/dev/null");
+  ReadPng(dir / name, &png);
+  return png;
+}
+
+// The pixels where two screens differ: x0, y0, x1, y1 of their box, and how many.
+struct Difference {
+  int x0 = INT_MAX, y0 = INT_MAX, x1 = -1, y1 = -1, count = 0;
+};
+Difference Compare(const Png& a, const Png& b) {
+  Difference d;
+  for (int y = 0; y < std::min(a.height, b.height); ++y)
+    for (int x = 0; x < std::min(a.width, b.width); ++x)
+      if (a.Rgb(x, y) != b.Rgb(x, y)) {
+        ++d.count;
+        d.x0 = std::min(d.x0, x), d.y0 = std::min(d.y0, y);
+        d.x1 = std::max(d.x1, x), d.y1 = std::max(d.y1, y);
+      }
+  return d;
+}
+
+// The menu bar with a pop-up, a text Requester, and the question of a stopped save over its
+// gauge, each taken from the X server while a person would see it, and from a headless run of
+// the same input, whose screenshot keeps the screen at the question its feed ended in.
+TEST_F(RealWindows, MenusRequestersAndTheGaugeLookAsInTheHeadlessRun) {
+  auto typed = [](char name) { return "char " + std::string(1, name) + "\nchar .\nchar p\n"; };
+  auto headless = [&](const std::string& args, const std::string& events, const std::string& png,
+                      int w, int h) {
+    Write("e.txt", events);
+    EXPECT_EQ(Run("--size " + std::to_string(w) + "x" + std::to_string(h) + " " + args +
+                  " --events e.txt --screenshot " + png),
+              0)
+        << Err();
+    Png out;
+    EXPECT_TRUE(ReadPng(dir_ / png, &out));
+    return out;
+  };
+  // The bar stays; the toolbar goes with a middle click, and the pointer rests on the bar's
+  // empty end, where nothing answers it.
+  auto dress = [&] {
+    return "sleep 0.5; xdotool mousemove --window " + wid_ + " 1000 700 sleep 0.3 click 2 ";
+  };
+  ASSERT_TRUE(Launch("", true)) << "no window appeared";
+  int w = 0, h = 0;
+  Size(&w, &h);
+  Sh(dress() + "sleep 0.3; xdotool mousemove --window " + wid_ +
+     " 101 11 sleep 0.3 click 1 sleep 0.3 mousemove --window " + wid_ + " 700 10 sleep 0.5");
+  const Png popup = Capture(dir_, wid_, "popup.png");
+  Sh("xdotool key Escape sleep 0.3 key shift+s sleep 0.5 type --delay 50 q.p; sleep 0.5");
+  const Png ask = Capture(dir_, wid_, "ask.png");
+  Sh("xdotool key Escape sleep 0.3");
+  Stop();
+
+  const std::string bar = "key Space\n";
+  const Png popupHeadless = headless("", bar + "move 101 11\ndown left\nup left\nmove 700 10\n",
+                                     "popup-headless.png", w, h);
+  Difference d = Compare(popup, popupHeadless);
+  EXPECT_EQ(d.count, 0) << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
+  // The pop-up's first row, New Layer, under the Layers title.
+  EXPECT_NE(popup.Rgb(120, 40), popup.Rgb(120, 500));
+
+  const Png askHeadless =
+      headless("", bar + "move 700 10\nkey shift+S\n" + typed('q'), "ask-headless.png", w, h);
+  // Only the caret blinks, in the text field at the middle of the screen. The key that asked
+  // leaves no letter in the field.
+  d = Compare(ask, askHeadless);
+  EXPECT_TRUE(d.count == 0 ||
+              (d.x1 - d.x0 <= 2 && d.y1 - d.y0 <= 16 && std::abs(d.x0 - w / 2) < 100))
+      << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
+
+  // A page large enough that the save is still at work when Escape comes. The question comes
+  // after the image; the screen is taken until it shows.
+  const std::string big = "PageWidth=4000 PageHeight=3000";
+  const Png stopHeadless =
+      headless(big, bar + "move 700 10\nkey shift+S\n" + typed('r') + "key Return\nkey Escape\n",
+               "stop-headless.png", w, h);
+  // The gauge, full after its one image, under the question.
+  EXPECT_NE(stopHeadless.Rgb(w / 2 - 115, h / 2 - 40), stopHeadless.Rgb(10, h - 10));
+  ASSERT_TRUE(Launch(big, true)) << "no window appeared";
+  Sh(dress() + "sleep 0.3; xdotool mousemove --window " + wid_ +
+     " 700 10 sleep 0.3 key shift+s sleep 0.5 type --delay 50 r.p; xdotool key Return Escape");
+  for (int i = 0; i < 30; ++i) {
+    d = Compare(Capture(dir_, wid_, "stop.png"), stopHeadless);
+    if (!d.count) break;
+    usleep(500000);
+  }
+  EXPECT_EQ(d.count, 0) << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
 }
 
 }  // namespace
