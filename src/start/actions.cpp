@@ -17,7 +17,11 @@ std::vector<std::span<const ActionRow>>& Tables() {
 }  // namespace
 
 void AddActions(std::span<const ActionRow> rows) {
-  Tables().push_back(rows);
+  Tables().insert(Tables().begin(), rows);
+}
+
+void RemoveActions(std::span<const ActionRow> rows) {
+  std::erase_if(Tables(), [&](std::span<const ActionRow> t) { return t.data() == rows.data(); });
 }
 
 const ActionRow* FindRegisteredAction(const char* name, size_t len) {

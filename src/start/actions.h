@@ -12,8 +12,10 @@ struct ActionRow {
   void (*handler)();
 };
 
-// Adds rows (kept by pointer: static tables only). BuildActionTable picks them up.
+// Adds rows (kept by pointer: static tables only). BuildActionTable picks them up. A name in
+// two tables runs the later one's handler, until RemoveActions takes that table away.
 void AddActions(std::span<const ActionRow> rows);
+void RemoveActions(std::span<const ActionRow> rows);
 const ActionRow* FindRegisteredAction(const char* name, size_t len);
 // Runs a comma separated list of action names; an unknown name prints "function %s not found\n",
 // a known one without a handler says that it is not available yet.

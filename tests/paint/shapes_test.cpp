@@ -235,8 +235,12 @@ TEST_F(ShapeTest, FilledFormsGoToTheFillOrFillSolid) {
     for (int x = 35; x <= 65; ++x) {
       double e = std::pow((x - 50) / 8.0, 2) + std::pow((y - 50) / 4.0, 2);
       double outer = std::pow((x - 50) / 8.5, 2) + std::pow((y - 50) / 4.5, 2);
-      if (e <= 1) EXPECT_TRUE(px.count({x, y})) << x << "," << y;
-      if (outer > 1.05) EXPECT_FALSE(px.count({x, y})) << x << "," << y;
+      if (e <= 1) {
+        EXPECT_TRUE(px.count({x, y})) << x << "," << y;
+      }
+      if (outer > 1.05) {
+        EXPECT_FALSE(px.count({x, y})) << x << "," << y;
+      }
     }
 
   // Freehand: the pixels whose centres lie in the triangle (10, 10), (20, 10), (10, 20), taken

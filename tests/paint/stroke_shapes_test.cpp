@@ -102,8 +102,12 @@ TEST(PenDisc, SmallRadiiAndRoundness) {
         bool on = m[y * side + x] == 255;
         EXPECT_EQ(on, m[x * side + y] == 255);               // symmetric about the diagonal
         EXPECT_EQ(on, m[(side - 1 - y) * side + x] == 255);  // and the horizontal
-        if (q <= r * r - r) EXPECT_TRUE(on) << r << " " << dx << "," << dy;
-        if (q > r * r + r) EXPECT_FALSE(on) << r << " " << dx << "," << dy;
+        if (q <= r * r - r) {
+          EXPECT_TRUE(on) << r << " " << dx << "," << dy;
+        }
+        if (q > r * r + r) {
+          EXPECT_FALSE(on) << r << " " << dx << "," << dy;
+        }
       }
   }
 }
@@ -138,8 +142,12 @@ TEST(Flatten, SplitsAtTheMiddleFirstHalfFirst) {
   ASSERT_GT(got.list.size(), 8u);
   for (size_t i = 0; i < got.list.size(); ++i) {
     EXPECT_EQ(got.list[i].first, i == 0);
-    if (i) EXPECT_EQ(got.list[i].x0, got.list[i - 1].x1);
-    if (i) EXPECT_EQ(got.list[i].y0, got.list[i - 1].y1);
+    if (i) {
+      EXPECT_EQ(got.list[i].x0, got.list[i - 1].x1);
+    }
+    if (i) {
+      EXPECT_EQ(got.list[i].y0, got.list[i - 1].y1);
+    }
   }
   EXPECT_EQ(got.list.back().x1, 40000);
 }
@@ -208,7 +216,9 @@ TEST(Curves, HandleShapesTheTable) {
   BuildCurve(0, 0, t);
   for (int i = 0; i < 256; ++i) {
     EXPECT_NEAR(t[i], i, 3) << i;
-    if (i) EXPECT_GE(t[i], t[i - 1]);
+    if (i) {
+      EXPECT_GE(t[i], t[i - 1]);
+    }
   }
   BuildCurve(252, 0, t);
   EXPECT_EQ(t[0], 0);

@@ -24,6 +24,7 @@ int g_newLayer = 0, g_newProject = 0;
 const ActionRow kTestActions[] = {
     {"NewLayer", [] { ++g_newLayer; }},
     {"NewProject", [] { ++g_newProject; }},
+    {"LayerDuplicate", nullptr},  // whoever else brings it, not built here
 };
 
 class MenuTest : public WindowsTest {
@@ -37,9 +38,7 @@ class MenuTest : public WindowsTest {
     std::filesystem::create_directories(home_ / "configs");
     Paths().homeDir = home;
     ConfigOpen("menu");
-    static bool added = false;
-    if (!added) AddActions(kTestActions);
-    added = true;
+    AddActions(kTestActions);
     ClearMap(&CurrentKeyMap());
     ApplyDefaultMap(&CurrentKeyMap());
     g_newLayer = g_newProject = 0;
@@ -48,6 +47,7 @@ class MenuTest : public WindowsTest {
     MenuStyle = 0;
   }
   void TearDown() override {
+    RemoveActions(kTestActions);
     SetPageArea(0, 0, 0, 0);
     ConfigOpen(nullptr);
     std::filesystem::remove_all(home_);
@@ -127,7 +127,7 @@ TEST_F(MenuTest, PressOnTitleOpensAndReleaseOnRowRunsIt) {
 TEST_F(MenuTest, DimmedRowsStayOpenEscapeAndOutsidePressClose) {
   ASSERT_TRUE(BuildMainMenu());
   int tx = TitleX(2, -2), row0 = 22 + kMenuPad + kMenuRowHeight / 2;
-  // " Duplicate Layer" has no handler here, so it is dimmed: a click on it leaves the menu open
+  // " Duplicate Layer" has no handler, so it is dimmed: a click on it leaves the menu open
   // for the first row.
   Drive(Click(tx, 10) + Click(tx + 20, row0 + kMenuRowHeight) + Click(tx + 20, row0));
   EXPECT_EQ(LayersMenu[1].state, kMenuDimmed);
