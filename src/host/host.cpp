@@ -21,7 +21,7 @@ namespace {
 struct Queued {
   HostEvent event;
   bool hasPacket = false;
-  HostTabletPacket packet;
+  HostTabletPacket packet{};
 };
 
 struct HostState {
@@ -76,10 +76,14 @@ uint32_t Qualifiers(uint16_t mod) {
 
 int HostButtonOf(uint8_t b) {
   switch (b) {
-    case SDL_BUTTON_LEFT: return kButtonLeft;
-    case SDL_BUTTON_RIGHT: return kButtonRight;
-    case SDL_BUTTON_MIDDLE: return kButtonMiddle;
-    default: return 0;
+    case SDL_BUTTON_LEFT:
+      return kButtonLeft;
+    case SDL_BUTTON_RIGHT:
+      return kButtonRight;
+    case SDL_BUTTON_MIDDLE:
+      return kButtonMiddle;
+    default:
+      return 0;
   }
 }
 
@@ -211,11 +215,10 @@ bool HostOpen(const HostConfig& config, std::string* error) {
     return false;
   }
   SDL_EventState(SDL_DROPFILE, SDL_ENABLE);
-  g_host.window = SDL_CreateWindow(config.title.c_str(), SDL_WINDOWPOS_UNDEFINED,
-                                   SDL_WINDOWPOS_UNDEFINED, config.width, config.height,
-                                   SDL_WINDOW_RESIZABLE | SDL_WINDOW_MAXIMIZED);
-  if (g_host.window)
-    g_host.renderer = SDL_CreateRenderer(g_host.window, -1, 0);
+  g_host.window =
+      SDL_CreateWindow(config.title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
+                       config.width, config.height, SDL_WINDOW_RESIZABLE | SDL_WINDOW_MAXIMIZED);
+  if (g_host.window) g_host.renderer = SDL_CreateRenderer(g_host.window, -1, 0);
   if (!g_host.window || !g_host.renderer) {
     if (error) *error = SDL_GetError();
     HostClose();
@@ -254,8 +257,12 @@ void HostClose() {
   g_host.open = false;
 }
 
-bool HostIsOpen() { return g_host.open; }
-bool HostHeadless() { return g_host.headless; }
+bool HostIsOpen() {
+  return g_host.open;
+}
+bool HostHeadless() {
+  return g_host.headless;
+}
 
 HostScreen HostFramebuffer() {
   HostScreen s;
@@ -268,13 +275,20 @@ HostScreen HostFramebuffer() {
 
 void HostPresent(int x, int y, int w, int h) {
   if (!g_host.open || g_host.headless || !g_host.texture) return;
-  if (x < 0) { w += x; x = 0; }
-  if (y < 0) { h += y; y = 0; }
+  if (x < 0) {
+    w += x;
+    x = 0;
+  }
+  if (y < 0) {
+    h += y;
+    y = 0;
+  }
   if (x + w > g_host.width) w = g_host.width - x;
   if (y + h > g_host.height) h = g_host.height - y;
   if (w <= 0 || h <= 0) return;
   SDL_Rect r{x, y, w, h};
-  SDL_UpdateTexture(g_host.texture, &r, g_host.frame.data() + static_cast<size_t>(y) * g_host.width + x,
+  SDL_UpdateTexture(g_host.texture, &r,
+                    g_host.frame.data() + static_cast<size_t>(y) * g_host.width + x,
                     g_host.width * 4);
   SDL_RenderCopy(g_host.renderer, g_host.texture, nullptr, nullptr);
   SDL_RenderPresent(g_host.renderer);
@@ -283,6 +297,10 @@ void HostPresent(int x, int y, int w, int h) {
 bool HostIconic() {
   if (!g_host.window) return false;
   return (SDL_GetWindowFlags(g_host.window) & SDL_WINDOW_MINIMIZED) != 0;
+}
+
+void HostPinPointer(bool on) {
+  if (g_host.window) SDL_SetWindowGrab(g_host.window, on ? SDL_TRUE : SDL_FALSE);
 }
 
 bool HostSetFullScreen(bool on) {
@@ -356,9 +374,13 @@ void SetTimedEvents(std::vector<TimedEvent> events, int64_t endTime) {
   g_host.quitSent = false;
 }
 
-void HostHoldOpen(bool hold) { g_host.hold = hold; }
+void HostHoldOpen(bool hold) {
+  g_host.hold = hold;
+}
 
-bool HostTabletOpen() { return g_host.headless || XiTabletPresent(); }
+bool HostTabletOpen() {
+  return g_host.headless || XiTabletPresent();
+}
 
 int HostTabletPackets(HostTabletPacket* out, int max) {
   if (!g_host.headless) return XiTabletPackets(out, max);
@@ -370,7 +392,9 @@ int HostTabletPackets(HostTabletPacket* out, int max) {
   return n;
 }
 
-void HostSetHeadlessPressure(int pressure) { g_host.headlessPressure = pressure; }
+void HostSetHeadlessPressure(int pressure) {
+  g_host.headlessPressure = pressure;
+}
 
 bool HostPollEvent(HostEvent* event) {
   if (g_host.headless) PumpFeed();
@@ -423,6 +447,8 @@ void HostSetVirtualClock(bool on) {
   g_host.clock = 0;
 }
 
-void HostAdvanceClock(int64_t ms) { g_host.clock += ms; }
+void HostAdvanceClock(int64_t ms) {
+  g_host.clock += ms;
+}
 
 }  // namespace vela

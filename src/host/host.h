@@ -24,9 +24,9 @@ struct HostScreen {
 
 enum class HostEventType {
   None,
-  Quit,     // the window was closed
-  Expose,   // the window needs its picture again
-  Resize,   // the client area changed size; the framebuffer has the new size
+  Quit,    // the window was closed
+  Expose,  // the window needs its picture again
+  Resize,  // the client area changed size; the framebuffer has the new size
   Move,
   ButtonDown,
   ButtonUp,
@@ -42,11 +42,11 @@ enum HostQualifier : uint32_t { kQualShift = 2, kQualControl = 4, kQualAlt = 8 }
 
 struct HostEvent {
   HostEventType type = HostEventType::None;
-  int x = 0, y = 0;  // window pixels
-  int button = 0;    // HostButton
-  int key = 0;       // host key number (virtual-key numbering)
-  int character = 0; // CP1252
-  int wheelY = 0;    // notches, up positive
+  int x = 0, y = 0;   // window pixels
+  int button = 0;     // HostButton
+  int key = 0;        // host key number (virtual-key numbering)
+  int character = 0;  // CP1252
+  int wheelY = 0;     // notches, up positive
   uint32_t qualifiers = 0;
   std::string path;  // Drop
 };
@@ -62,6 +62,8 @@ HostScreen HostFramebuffer();
 // Makes a rectangle of the framebuffer visible in the window (no-op headless).
 void HostPresent(int x, int y, int w, int h);
 bool HostIconic();
+// Keeps the pointer inside the window, or lets it go; no-op headless.
+void HostPinPointer(bool on);
 // The window covers the desktop, or goes back to its frame; false headless or when refused.
 bool HostSetFullScreen(bool on);
 void HostDesktopSize(int* width, int* height);

@@ -455,8 +455,26 @@ int EditField(Window* window, Gadget* g, int code, int character, int modifiers)
 
 // ---- Requesters ----------------------------------------------------------------------------
 
+// While a question waits on a full screen, the pointer cannot leave it; a window on a desktop
+// leaves the pointer free for the other programs.
+class PinnedPointer {
+ public:
+  PinnedPointer() {
+    if (g_pins++ == 0 && Ws.screen && Ws.screen->fullScreen) HostPinPointer(true);
+  }
+  ~PinnedPointer() {
+    if (--g_pins == 0) HostPinPointer(false);
+  }
+  PinnedPointer(const PinnedPointer&) = delete;
+  PinnedPointer& operator=(const PinnedPointer&) = delete;
+
+ private:
+  static inline int g_pins = 0;
+};
+
 Gadget* WaitRequester(Window* window, Gadget* field) {
   if (!window || !window->gadgets) return nullptr;
+  const PinnedPointer pin;
   Window* savedModal = Ws.modalWindow;
   int savedBreak = BreakFlag;
   Ws.modalWindow = window;
