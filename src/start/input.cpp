@@ -273,7 +273,10 @@ void HandleKey(const InputEvent& e) {
   }
   if (Input().gadgetActive && Input().gadgetActive()) return;
   if (Ws.modalWindow) return;
-  if (!In.leftDown && !In.rightDown && Input().keyMap) Input().keyMap(e.code, e.character);
+  if (In.leftDown || In.rightDown || !Input().keyMap) return;
+  // The bubble goes before the key's action, which may put a Requester where it stood.
+  if (Loop().closeBubble) Loop().closeBubble();
+  Input().keyMap(e.code, e.character);
 }
 }  // namespace
 

@@ -25,5 +25,19 @@ TEST_F(VelaRun, ARequesterTakesItsAnswerFromTheEventFileElseItsFirstButton) {
   EXPECT_EQ(Out(), "Off\nOn\n");
 }
 
+// A key that asks takes the help bubble away first: with the pointer resting on a toolbar
+// gadget long enough for its bubble, the screen at the question is the one without the rest.
+TEST_F(VelaRun, AKeyThatAsksClosesTheBubbleFirst) {
+  const std::string open = "move 1000 700\ndown middle\nup middle\nmove 600 260\n";
+  Write("rest.txt", open + "wait 1000\nkey shift+S\n");
+  Write("haste.txt", open + "key shift+S\n");
+  ASSERT_EQ(Run("--events rest.txt --screenshot rest.png"), 0) << Err();
+  ASSERT_EQ(Run("--events haste.txt --screenshot haste.png"), 0) << Err();
+  Png rest, haste;
+  ASSERT_TRUE(ReadPng(dir_ / "rest.png", &rest));
+  ASSERT_TRUE(ReadPng(dir_ / "haste.png", &haste));
+  EXPECT_EQ(rest.bytes, haste.bytes);
+}
+
 }  // namespace
 }  // namespace apptest
