@@ -103,8 +103,9 @@ int LabelWidth(const char* label) {
   return std::min(TextWidth(label), kMaxLabelWidth);
 }
 
-const char* Label(const char* label, const char* standard) {
-  return label && *label ? label : standard;
+// Ask takes the standard word for an empty label too; Ask3 only for a missing one.
+const char* Label(const char* label, const char* standard, bool emptyToo = true) {
+  return label && (*label || !emptyToo) ? label : standard;
 }
 
 Gadget Row(int left, int top, int right, int bottom, int id, uint32_t flags) {
@@ -588,7 +589,8 @@ int RequesterAsk(const char* text, const char* yes, const char* no) {
 }
 
 int RequesterAsk3(const char* text, const char* yes, const char* no, const char* third) {
-  const char* labels[] = {Label(yes, " Yes "), Label(no, " No "), Label(third, " 42 ")};
+  const char* labels[] = {Label(yes, " Yes ", false), Label(no, " No ", false),
+                          Label(third, " 42 ", false)};
   const int ids[] = {1, 2, 3};
   Requester r;
   if (!CanShow() || !BuildQuestion(&r, text, labels, ids, 3)) {
