@@ -367,7 +367,9 @@ int EditField(Window* window, Gadget* g, int code, int character, int modifiers)
   if (!isChar && (code & kKeyRelease)) return kEditIgnored;
   int len = static_cast<int>(std::strlen(tf->text));
   tf->caret = std::clamp(tf->caret, 0, len);
-  bool wide = (modifiers & (kQualShift | kQualControl)) != 0;
+  // Deleting goes to the end with Shift or Control; the caret jumps with Control alone.
+  const bool wide = (modifiers & (kQualShift | kQualControl)) != 0;
+  const bool jump = (modifiers & kQualControl) != 0;
   int c = isChar ? (character & 0xFF) : 0;
   bool prefix = fe && fe->prefix;
   if (fe) fe->prefix = false;
@@ -385,10 +387,10 @@ int EditField(Window* window, Gadget* g, int code, int character, int modifiers)
         tf->caret = 0;
         break;
       case kKeyLeft:
-        tf->caret = wide ? 0 : std::max(0, tf->caret - 1);
+        tf->caret = jump ? 0 : std::max(0, tf->caret - 1);
         break;
       case kKeyRight:
-        tf->caret = wide ? len : std::min(len, tf->caret + 1);
+        tf->caret = jump ? len : std::min(len, tf->caret + 1);
         break;
       case kKeyBackspace:
         c = 8;

@@ -209,8 +209,9 @@ TEST_F(Requesters, EditFieldKeys) {
     bool number = false;
   } cases[] = {
       {"abc", 1, {{36, 0, 0}}, "abc", 0},
-      {"abcd", 2, {{37, 0, shift}}, "abcd", 0},
-      {"abcd", 2, {{39, 0, shift}}, "abcd", 4},
+      {"abcd", 2, {{37, 0, shift}}, "abcd", 1},  // only Control jumps
+      {"abcd", 2, {{37, 0, ctrl}}, "abcd", 0},
+      {"abcd", 2, {{39, 0, ctrl}}, "abcd", 4},
       {"abcd", 2, {{C, 155, 0}, {C, 'D', 0}}, "abcd", 1},
       {"abcd", 2, {{8, 0, 0}}, "acd", 1},
       {"abcd", 2, {{8, 0, ctrl}}, "cd", 0},
