@@ -1729,20 +1729,20 @@ int SaveProject(const char* path) {
   WriteThumbnail(s.w);
   WriteHeader(s.w);
   const bool written = WriteLayers(s);
-  if (!s.stopped &&
-      (!written || s.w.failed() || !s.w.Patch(4, static_cast<uint32_t>(s.w.Tell() - 8)))) {
+  // A stopped save still ends as a whole file, with the layers written until the stop.
+  if ((!written && !s.stopped) || s.w.failed() ||
+      !s.w.Patch(4, static_cast<uint32_t>(s.w.Tell() - 8))) {
     // A buffer that could not be had was reported where it failed.
     if (s.w.failed()) Message("Write error!");
     return -1;
   }
-  if (s.stopped) return -1;
   if (!s.w.Commit()) {
     Message("Write error!");
     return -1;
   }
   g_projectPath = path;
   SetTitle(path);
-  return 0;
+  return s.stopped ? -1 : 0;
 }
 
 int LoadProject(const char* path, bool adoptSize, bool stretch, bool replace) {

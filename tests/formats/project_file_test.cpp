@@ -352,7 +352,7 @@ TEST_F(ProjectFile, LzwAndRunCodeBodiesGiveTheSamePixels) {
   }
 }
 
-TEST_F(ProjectFile, FailedAndStoppedSavesLeaveTheOldFile) {
+TEST_F(ProjectFile, AFailedSaveLeavesTheOldFileAndAStoppedOneWhatItWrote) {
   const std::string path = Path("keep.vel");
   EXPECT_EQ(SaveProject((dir_ + "/no/such/dir.vel").c_str()), -1);
   EXPECT_TRUE(Said("Can't open destination file:\n" + dir_ + "/no/such/dir.vel"));
@@ -381,7 +381,12 @@ TEST_F(ProjectFile, FailedAndStoppedSavesLeaveTheOldFile) {
   GaugeProbe::Install(3);
   Paint(0, 0, 5, 5, 0xFF654321);
   EXPECT_EQ(SaveProject(path.c_str()), -1);
-  EXPECT_EQ(FileBytes(path), saved);
+  const Bytes8 stopped = FileBytes(path);
+  ASSERT_GT(stopped.size(), 8u);
+  EXPECT_LT(stopped.size(), saved.size());
+  EXPECT_EQ((stopped[4] << 24 | stopped[5] << 16 | stopped[6] << 8 | stopped[7]) + 8u,
+            stopped.size());
+  std::filesystem::copy_file(path, Path("stopped.vel"));
   EXPECT_EQ(GaugeProbe::titles, std::vector<std::string>{"Saving Project"});
   // Rows 0, 16, ... 64 of the first image and the step after it: the stop is seen there.
   EXPECT_EQ(GaugeProbe::updates.size(), 6u);
@@ -393,7 +398,11 @@ TEST_F(ProjectFile, FailedAndStoppedSavesLeaveTheOldFile) {
   SetAskHandlers(&no);
   EXPECT_EQ(SaveProject(path.c_str()), 0);
   EXPECT_EQ(BreakFlag, 0);
-  EXPECT_NE(FileBytes(path), saved);
+  EXPECT_NE(FileBytes(path), stopped);
+  // The stop came after the first layer's image: that layer is the whole file.
+  GaugeProbe::Install(0);
+  ASSERT_EQ(LoadProject(Path("stopped.vel").c_str(), false, false, true), 0);
+  EXPECT_EQ(LayerCount(), 1);
 }
 
 TEST_F(ProjectFile, AKilledSaveLeavesTheOldFileLoadable) {
