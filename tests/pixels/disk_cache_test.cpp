@@ -75,7 +75,7 @@ class DiskCache : public ScratchTest {
   void Start(int64_t limit) { ASSERT_EQ(CacheStartWithLimit(limit), 1); }
   int32_t Put(const std::vector<uint8_t>& v, int mode = 0) {
     int32_t key = NextKey();
-    EXPECT_EQ(CachePut(key, v.data(), static_cast<int32_t>(v.size()), mode), 1);
+    EXPECT_EQ(PutAt(key, v, mode), 1);
     return key;
   }
   std::vector<uint8_t> Get(int32_t key, int size, int noLoad = 0) {
@@ -86,14 +86,8 @@ class DiskCache : public ScratchTest {
   static int PutAt(int32_t key, const std::vector<uint8_t>& v, int mode = 0) {
     return CachePut(key, v.data(), static_cast<int32_t>(v.size()), mode);
   }
-  static int Compare(int32_t key, const std::vector<uint8_t>& v, int32_t size) {
-    return CacheCompare(key, v.data(), size);
-  }
-  // CacheStats 0 to n - 1.
-  static std::vector<int64_t> Stats(int n = 4) {
-    std::vector<int64_t> out;
-    for (int i = 0; i < n; ++i) out.push_back(CacheStats(i));
-    return out;
+  static std::vector<int64_t> Stats() {
+    return {CacheStats(0), CacheStats(1), CacheStats(2), CacheStats(3)};
   }
   static std::vector<int> Where(const std::vector<int32_t>& keys) {
     std::vector<int> out;
@@ -104,28 +98,33 @@ class DiskCache : public ScratchTest {
 using I64 = std::vector<int64_t>;
 using Ints = std::vector<int>;
 
-TEST_F(DiskCache, KeepsBytesOfEverySizeInMemory) {
-  Start(4 << 20);
-  std::map<int32_t, std::vector<uint8_t>> kept;
-  int64_t total = 0;
-  for (int size : {1, 511, 512, 513, 1024, 5000, 70000}) {
-    auto v = Bytes(size, size);
-    kept[Put(v)] = v;
-    total += size;
+// In memory when there is room; wholly through the file, never loaded back, with a limit of 0.
+TEST_F(DiskCache, KeepsBytesOfEverySize) {
+  for (int64_t limit : {4 << 20, 0}) {
+    SCOPED_TRACE(limit);
+    CacheStop();
+    Start(limit);
+    std::map<int32_t, std::vector<uint8_t>> kept;
+    int64_t total = 0;
+    for (int size : {1, 511, 512, 513, 1024, 5000, 70000}) {
+      auto v = Bytes(size, size);
+      kept[Put(v)] = v;
+      total += size;
+    }
+    for (auto& [key, v] : kept) {
+      const int n = static_cast<int>(v.size());
+      auto changed = v;
+      changed.back() ^= 1;
+      EXPECT_EQ(Get(key, n), v);
+      // Too small a buffer; equal, one byte changed, one byte short.
+      EXPECT_EQ((Ints{Get(key, n - 1).empty(), CacheWhere(key), CacheCompare(key, v.data(), n),
+                      CacheCompare(key, changed.data(), n), CacheCompare(key, v.data(), n - 1)}),
+                (Ints{1, limit ? 1 : 2, 1, 0, 0}));
+    }
+    // The file grows by 512 blocks.
+    EXPECT_EQ(Stats(), (limit ? I64{total, 0, 1024 * 512, 0} : I64{0, total, 0, 0x40000}));
+    EXPECT_EQ(g_faults.writes > 0, limit == 0);
   }
-  for (auto& [key, v] : kept) {
-    const int n = static_cast<int>(v.size());
-    auto changed = v;
-    changed.back() ^= 1;
-    EXPECT_EQ(Get(key, n), v);
-    EXPECT_TRUE(Get(key, n - 1).empty());  // too small a buffer
-    // Equal, one byte changed, one byte short.
-    EXPECT_EQ((Ints{CacheWhere(key), Compare(key, v, n), Compare(key, changed, n),
-                    Compare(key, v, n - 1)}),
-              (Ints{1, 1, 0, 0}));
-  }
-  EXPECT_EQ(Stats(3), (I64{total, 0, 1024 * 512}));
-  EXPECT_EQ(g_faults.writes, 0);
 
   // An entry of size 0 exists but has nothing to give.
   int32_t empty = NextKey();
@@ -135,11 +134,10 @@ TEST_F(DiskCache, KeepsBytesOfEverySizeInMemory) {
       (Ints{CacheGet(empty, &byte, 1, 0), CacheWhere(empty), CacheGet(NextKey(), &byte, 1, 0)}),
       (Ints{0, 0, 0}));
   int32_t a = NextKey(), b = NextKey();  // keys only grow
-  EXPECT_GT(b, a);
-  EXPECT_GT(a, 0);
+  EXPECT_TRUE(0 < a && a < b);
 }
 
-TEST_F(DiskCache, SizeZeroSendsEverythingThroughTheFileAndSurvivesAFailedRead) {
+TEST_F(DiskCache, TheFileIsPrivateSurvivesAFailedReadAndGoesAtTheEnd) {
   Start(0);
   std::string path = CacheFilePath();
   EXPECT_EQ(path.rfind(dir_ + "/VELA" + std::to_string(getpid()) + ".", 0), 0u) << path;
@@ -147,16 +145,9 @@ TEST_F(DiskCache, SizeZeroSendsEverythingThroughTheFileAndSurvivesAFailedRead) {
   ASSERT_EQ(stat(path.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0600u);
 
-  auto a = Bytes(1500, 1), b = Bytes(512, 2);
-  int32_t ka = Put(a), kb = Put(b);
-  EXPECT_EQ(Stats(), (I64{0, 2012, 0, 0x40000}));  // the file grows by 512 blocks
-  EXPECT_EQ(Get(ka, 1500), a);
-  EXPECT_EQ(Get(kb, 512), b);
-  EXPECT_EQ(Compare(ka, a, 1500), 1);
-  a[1499] ^= 0x80;
-  EXPECT_EQ(Compare(ka, a, 1500), 0);
-  EXPECT_EQ(CacheWhere(ka), 2);  // nothing was loaded back
   // A failing read is reported and harmless.
+  auto b = Bytes(512, 2);
+  int32_t kb = Put(b);
   g_faults.failReadAt = g_faults.reads + 1;
   EXPECT_TRUE(Get(kb, 512).empty());
   EXPECT_TRUE(Seen("Cache disk error"));
@@ -175,11 +166,7 @@ TEST_F(DiskCache, EvictsTheOldestFirstAndWritesOnlyOnce) {
   Start(1024 * 512);  // one slab
   const int size = 200 * 512;
   std::vector<int32_t> keys;
-  for (int i = 0; i < 5; ++i) keys.push_back(Put(Bytes(size, i)));
-  EXPECT_EQ(Where(keys), (Ints{1, 1, 1, 1, 1}));
-  EXPECT_EQ(g_faults.writes, 0);
-
-  keys.push_back(Put(Bytes(size, 5)));
+  for (int i = 0; i < 6; ++i) keys.push_back(Put(Bytes(size, i)));
   EXPECT_EQ(Where(keys), (Ints{2, 1, 1, 1, 1, 1}));
   // Reading the first back makes room by sending out the next oldest, and marks it new.
   EXPECT_EQ(Get(keys[0], size), Bytes(size, 0));
@@ -195,10 +182,10 @@ TEST_F(DiskCache, EvictsTheOldestFirstAndWritesOnlyOnce) {
   EXPECT_EQ(g_faults.writes, writes);
   for (int i = 0; i < 6; ++i) EXPECT_EQ(Get(keys[i], size, 1), Bytes(size, i)) << i;
 
-  // No entry left without a disk copy: nothing to do.
-  while (CacheWriteOne()) {
-  }
-  EXPECT_EQ(CacheWriteOne(), 0);
+  // Four entries in memory lack a disk copy; then there is nothing to do.
+  int more = 0;
+  while (CacheWriteOne() && more < 10) ++more;
+  EXPECT_EQ(more, 4);
 }
 
 TEST_F(DiskCache, ModesOneAndTwo) {
@@ -212,13 +199,11 @@ TEST_F(DiskCache, ModesOneAndTwo) {
   int32_t e = Put(Bytes(size, 5), 0);
   EXPECT_EQ(Where({e, a}), (Ints{1, 0}));
   EXPECT_TRUE(Get(a, size).empty());
-  EXPECT_EQ(Get(b, size), Bytes(size, 2));
-  EXPECT_EQ(Get(c, size), Bytes(size, 3));
-  EXPECT_EQ(Get(d, size), Bytes(size, 4));
+  EXPECT_TRUE(Get(b, size) == Bytes(size, 2) && Get(c, size) == Bytes(size, 3) &&
+              Get(d, size) == Bytes(size, 4));
   // Discardable entries are never written in idle time.
   int32_t f = Put(Bytes(10, 6), 2);
-  while (CacheWriteOne()) {
-  }
+  while (CacheWriteOne()) continue;
   EXPECT_EQ(CacheWhere(f), 1);
 }
 
@@ -228,32 +213,29 @@ TEST_F(DiskCache, PutAgainWithANewSizeFreesTheOldBlocks) {
   const int64_t freeBlocks = GetCacheCounts().diskFree;
   auto small = Bytes(100, 2);
   ASSERT_EQ(PutAt(k, small), 1);
-  EXPECT_EQ(GetCacheCounts().diskFree, freeBlocks + 10 - 1);
-  EXPECT_EQ(CacheStats(1), 100);
+  EXPECT_EQ((I64{GetCacheCounts().diskFree, CacheStats(1)}), (I64{freeBlocks + 10 - 1, 100}));
   EXPECT_EQ(Get(k, 100), small);
   EXPECT_TRUE(Get(k, 99).empty());
 
   CacheSetLimit(2 << 20);
   ASSERT_EQ(PutAt(k, Bytes(20000, 3)), 1);
   EXPECT_EQ(CacheWhere(k), 1);
-  EXPECT_EQ(Stats(2), (I64{20000, 0}));
+  EXPECT_EQ(Stats(), (I64{20000, 0, 1024 * 512, 0x40000}));
   ASSERT_EQ(PutAt(k, small), 1);
-  EXPECT_EQ(CacheStats(0), 100);
-  EXPECT_EQ(GetCacheCounts().freeCount, 1023);
+  EXPECT_EQ((I64{CacheStats(0), GetCacheCounts().freeCount}), (I64{100, 1023}));
 }
 
 TEST_F(DiskCache, DeletedKeysAreGoneBeforeAndAfterCompaction) {
   Start(4 << 20);
   std::vector<int32_t> keys;
   for (int i = 0; i < 300; ++i) keys.push_back(Put(Bytes(600, i)));
-  EXPECT_EQ(CacheDelete(keys[10]), 1);
-  EXPECT_EQ(CacheDelete(keys[10]), 0);
-  EXPECT_TRUE(Get(keys[10], 600).empty());
-  EXPECT_EQ(Compare(keys[10], Bytes(600, 10), 600), 0);
-  EXPECT_EQ(GetCacheCounts().tombstones, 1);
+  auto counts = [] { return I64{GetCacheCounts().tombstones, GetCacheCounts().entries}; };
+  EXPECT_EQ((Ints{CacheDelete(keys[10]), CacheDelete(keys[10]), Get(keys[10], 600).empty(),
+                  CacheCompare(keys[10], Bytes(600, 10).data(), 600)}),
+            (Ints{1, 0, 1, 0}));
+  EXPECT_EQ(counts(), (I64{1, 300}));
   for (int i = 0; i < 256; ++i)
     if (i != 10) CacheDelete(keys[i]);
-  auto counts = [] { return I64{GetCacheCounts().tombstones, GetCacheCounts().entries}; };
   EXPECT_EQ(counts(), (I64{256, 300}));
   CacheDelete(keys[256]);
   EXPECT_EQ(counts(), (I64{0, 43}));
@@ -294,9 +276,8 @@ TEST_F(DiskCache, AFailingWriteLosesNothingStored) {
     g_faults.failWriteAt = 0;
     for (auto& [k, want] : kept) ASSERT_EQ(Get(k, static_cast<int>(want.size())), want);
     for (auto& [k, want] : kept) CacheDelete(k);
-    EXPECT_EQ(Stats(2), (I64{0, 0}));
-    EXPECT_EQ(GetCacheCounts().diskFree * 512, CacheStats(3));
-    EXPECT_EQ(GetCacheCounts().freeCount, GetCacheCounts().allocated);
+    const CacheCounts n = GetCacheCounts();
+    EXPECT_EQ(Stats(), (I64{0, 0, n.freeCount * 512, n.diskFree * 512}));
     if (!failed) break;
   }
 }
@@ -311,16 +292,14 @@ TEST_F(DiskCache, FileGrowthWarnsOfAFullDiskAndSurvivesAFailedExtension) {
   g_messages.clear();
   // The next check waits for 10 MB of growth.
   int32_t b = Put(v);
-  EXPECT_FALSE(Seen("Warning!!!\nDisk is 99% full."));
+  EXPECT_TRUE(g_messages.empty());
   EXPECT_EQ(CacheStats(3), 0x80000);
 
   g_faults.failExtend = true;
   int32_t c = NextKey();
   EXPECT_EQ(PutAt(c, v), 0);
-  EXPECT_EQ(CacheStats(3), 0x80000);
   EXPECT_TRUE(Get(c, 0x40000).empty());
-  EXPECT_EQ(Get(a, 0x40000), v);
-  EXPECT_EQ(Get(b, 0x40000), v);
+  EXPECT_TRUE(Get(a, 0x40000) == v && Get(b, 0x40000) == v);
   // Freed disk blocks are used again before the file grows.
   CacheDelete(a);
   EXPECT_EQ(PutAt(c, v), 1);
@@ -348,9 +327,7 @@ TEST_F(DiskCache, AutomaticTrimFollowsPhysicalMemory) {
   CacheTrim();
   CacheCounts n = GetCacheCounts();
   EXPECT_EQ(n.quota, 0);
-  EXPECT_LE(n.allocated, before / 50);
-  EXPECT_LE(n.slabs, 2);
-  EXPECT_LT(n.emptySlots, 2048);
+  EXPECT_TRUE(n.allocated <= before / 50 && n.slabs <= 2 && n.emptySlots < 2048) << n.allocated;
   EXPECT_GT(CacheStats(1), 0);
   for (int i = 0; i < 12; ++i) EXPECT_EQ(Get(keys[i], 300 * 1024), Bytes(300 * 1024, i)) << i;
 }
@@ -392,10 +369,8 @@ TEST_F(DiskCache, TrimCompactsSlabsKeepingLiveBlocks) {
     if (i % 64 != 0) CacheDelete(keys[i]);
   CacheSetLimit(200 * 512);
   CacheCounts n = GetCacheCounts();
-  EXPECT_GE(n.allocated, 48);
-  EXPECT_LE(n.allocated * 512, 200 * 512 + 3072 * 8);
-  EXPECT_EQ(n.slabs, 1);
-  EXPECT_EQ(n.emptySlots, 1024 - n.allocated);
+  EXPECT_TRUE(n.allocated >= 48 && n.allocated * 512 <= 200 * 512 + 3072 * 8) << n.allocated;
+  EXPECT_EQ((I64{n.slabs, n.emptySlots}), (I64{1, 1024 - n.allocated}));
   for (int i = 0; i < 3 * 1024; i += 64) EXPECT_EQ(Get(keys[i], 512), Bytes(512, i)) << i;
 }
 
@@ -441,8 +416,7 @@ TEST_F(DiskCache, NoScratchFileOutlivesItsProcess) {
     int status = 0;
     std::string path = ChildEndsBy(sig, &status);
     ASSERT_EQ(path.rfind(dir_, 0), 0u) << sig;
-    ASSERT_TRUE(WIFSIGNALED(status)) << sig;
-    EXPECT_EQ(WTERMSIG(status), sig);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == sig) << sig;
     EXPECT_NE(stat(path.c_str(), &st), 0) << sig;
   }
   // A kill leaves the file; the next start of this user removes it, not the file of a process

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -17,7 +18,9 @@
 namespace vela {
 
 inline std::vector<std::string> g_messages;
-inline void RecordMessage(const char* text) { g_messages.emplace_back(text); }
+inline void RecordMessage(const char* text) {
+  g_messages.emplace_back(text);
+}
 
 class PixelsTest : public ::testing::Test {
  protected:
@@ -51,6 +54,8 @@ class ScratchTest : public PixelsTest {
   std::string dir_;
 };
 
-inline std::vector<Pixel> Pixels(const Block* b) { return {b->data, b->data + b->width * b->height}; }
+inline std::vector<Pixel> Pixels(const Block* b) {
+  return {b->data, b->data + b->width * b->height};
+}
 
 }  // namespace vela
