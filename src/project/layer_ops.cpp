@@ -700,7 +700,8 @@ int ResizeLayer(int index, int count, bool atStart, bool stretch) {
     bool ok = true;
     while (ok && s->count > count) ok = RemoveFrame(s, atStart ? 0 : s->count - 1);
     while (ok && s->count < count && !BreakFlag) ok = DuplicateFrame(s, atStart ? 0 : s->count - 1);
-    if (!ok) {
+    // A stopped resize is no resize: the range never runs past the images.
+    if (!ok || s->count != count) {
       Revert();
       return 0;
     }

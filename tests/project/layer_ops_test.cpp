@@ -302,6 +302,12 @@ TEST_F(LayerOps, StretchInTime) {
   ASSERT_EQ(ResizeLayer(0, 5, true, false), 1);
   EXPECT_EQ(CurrentLayer()->first, -2);
   EXPECT_EQ(CurrentLayer()->last, 2);
+  // A stop (Delete) before the copies are made leaves the layer as it was.
+  BreakFlag = 1;
+  EXPECT_EQ(ResizeLayer(0, 7, false, false), 0);
+  BreakFlag = 0;
+  EXPECT_EQ(CurrentLayer()->last - CurrentLayer()->first + 1, 5);
+  EXPECT_EQ(CurrentLayer()->sequence->count, 5);
 
   // A new frame rate stretches every layer, or, after a Stop in any of them, none.
   ASSERT_EQ(UserNewLayer("B"), 1);
