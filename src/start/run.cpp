@@ -254,7 +254,9 @@ void CloseChannel() {
 }  // namespace
 
 void KeepScreenAtFeedEnd() {
-  if (g_run.commandLine.screenshot.empty() || !g_kept.pixels.empty()) return;
+  // Without an event file there is no feed to end: a script's questions pass, its picture stays.
+  const CommandLine& cl = g_run.commandLine;
+  if (cl.screenshot.empty() || cl.events.empty() || !g_kept.pixels.empty()) return;
   HostScreen s = HostFramebuffer();
   if (!s.pixels || s.width < 1 || s.height < 1) return;
   g_kept.width = s.width, g_kept.height = s.height;

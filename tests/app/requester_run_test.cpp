@@ -13,6 +13,12 @@ TEST_F(VelaRun, ARequesterTakesItsAnswerFromTheEventFileElseItsFirstButton) {
   ASSERT_EQ(Run("PageWidth=64 PageHeight=48 --script ask.vcmd"), 0) << Err();
   EXPECT_EQ(Out(), "1\n1\n\n64\n");
   EXPECT_THAT(Err(), HasSubstr("Done"));
+  // With no event file to end, a message keeps no screen: the screenshot is the script's last.
+  Write("red.vcmd", "qd_warn Red\nqd_setapen 255 0 0\nqd_rectfill 0 0 63 47\n");
+  ASSERT_EQ(Run("PageWidth=64 PageHeight=48 --script red.vcmd --screenshot red.png"), 0) << Err();
+  Png red;
+  ASSERT_TRUE(ReadPng(dir_ / "red.png", &red));
+  EXPECT_EQ(red.Rgb(640, 400), 0xFF0000u);
 
   // Escape is the second button; the key's release and the end of the file go to the next.
   Write("esc.txt", "key Escape\n");
