@@ -39,6 +39,8 @@ InputEvent Blank() {
 }
 
 // Turns one host event into an event record; false for what the program never sees.
+bool g_middleInLoop = false;
+
 // The character that the host sends after a key whose press already ran an action.
 int g_swallowKey = 0;
 
@@ -221,9 +223,8 @@ void UpdateInputState(const InputEvent& e, bool setEdges) {
           In.pressureLow = 0;
         }
         break;
-      case kMiddleUp:
-        if (!(Input().gadgetActive && Input().gadgetActive()) && !BusyMode && Input().toggleToolbar)
-          Input().toggleToolbar();
+      case kMiddleDown:
+        g_middleInLoop = false;  // the main loop claims it after this
         break;
       default:
         break;
@@ -288,6 +289,12 @@ void DispatchEvent(const InputEvent& e) {
     case kEventMove:
     case kEventButton:
       UpdateInputState(e, true);
+      // The toolbar toggles on a middle click that the main loop saw whole; a press that a
+      // Requester or a menu took, or its release, does nothing more.
+      if (e.type == kEventButton && e.code == kMiddleDown) g_middleInLoop = true;
+      if (e.type == kEventButton && e.code == kMiddleUp && std::exchange(g_middleInLoop, false) &&
+          !(Input().gadgetActive && Input().gadgetActive()) && !BusyMode && Input().toggleToolbar)
+        Input().toggleToolbar();
       break;
     case kEventKey:
       HandleKey(e);

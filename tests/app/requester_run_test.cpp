@@ -45,5 +45,18 @@ TEST_F(VelaRun, AKeyThatAsksClosesTheBubbleFirst) {
   EXPECT_EQ(rest.bytes, haste.bytes);
 }
 
+// A middle click that an open menu takes does not toggle the toolbar as well.
+TEST_F(VelaRun, AMenuKeepsItsMiddleClick) {
+  const std::string open = "key Space\nmove 20 10\ndown left\nup left\nmove 300 300\n";
+  Write("plain.txt", open);
+  Write("middle.txt", open + "down middle\nup middle\n");
+  ASSERT_EQ(Run("--events plain.txt --screenshot plain.png"), 0) << Err();
+  ASSERT_EQ(Run("--events middle.txt --screenshot middle.png"), 0) << Err();
+  Png plain, middle;
+  ASSERT_TRUE(ReadPng(dir_ / "plain.png", &plain));
+  ASSERT_TRUE(ReadPng(dir_ / "middle.png", &middle));
+  EXPECT_EQ(plain.bytes, middle.bytes);
+}
+
 }  // namespace
 }  // namespace apptest
