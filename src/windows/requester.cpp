@@ -83,6 +83,12 @@ struct Lines {
   int width = 0;
 };
 
+// Text wider than the screen is cut, so that the buttons stay in reach of the pointer.
+int MaxTextWidth() {
+  const int screen = Ws.screen ? Ws.screen->width : HostFramebuffer().width;
+  return std::clamp(screen - 41, 0, kMaxTextWidth);
+}
+
 // At least one line; the widest sets the width.
 Lines SplitLines(const char* text) {
   Lines l;
@@ -95,7 +101,7 @@ Lines SplitLines(const char* text) {
     start = nl + 1;
   }
   for (const std::string& r : l.rows) l.width = std::max(l.width, TextWidth(r.c_str()));
-  l.width = std::min(l.width, kMaxTextWidth);
+  l.width = std::min(l.width, MaxTextWidth());
   return l;
 }
 
@@ -493,7 +499,8 @@ Gadget* WaitRequester(Window* window, Gadget* field) {
   };
   while (WindowListed(window)) {
     if (Stopping()) {
-      if (HostHeadless()) answer = first;
+      // A headless feed that has ended is no stopping process: it takes the first button.
+      if (HostHeadless() && !SignalQuit && !ExitFlag) answer = first;
       break;
     }
     int r = ModalEvent();
@@ -655,7 +662,7 @@ bool BuildPrompt(Prompt* p, const char* title, const char* initial, int capacity
   line = line.substr(0, line.find('\n'));
   Lines l;
   l.rows.push_back(line);
-  l.width = std::min(TextWidth(line.c_str()), kMaxTextWidth);
+  l.width = std::min(TextWidth(line.c_str()), MaxTextWidth());
   int width = std::max(l.width + 32, 204), height = 76;
   int ok = LabelWidth(" OK ") + 16, cancel = LabelWidth("Cancel") + 16;
   p->r.rows.push_back(Button(8, height - 28, ok, height - 8, kFirstId, " OK "));
