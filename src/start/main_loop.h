@@ -6,12 +6,15 @@
 
 #include "start/actions.h"
 
+#include <csignal>
 #include <cstdint>
 
 namespace vela {
 
 extern int ExitFlag;
 extern int QuitRequest;
+// Set by SIGINT and SIGTERM; loops that wait for the user end when they see it.
+extern volatile std::sig_atomic_t SignalQuit;
 
 // A set hook replaces the tool for a whole mode: the tool runs only when step returns 42.
 struct ToolHook {

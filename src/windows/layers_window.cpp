@@ -542,7 +542,7 @@ bool Track(Step step) {
   const uint32_t serial = g.serial;
   int lastX = In.winX, lastY = In.winY;
   bool moved = false;
-  while (In.leftDown && !ExitFlag && !QuitRequest && WindowAlive(w, serial)) {
+  while (In.leftDown && !ExitFlag && !QuitRequest && !SignalQuit && WindowAlive(w, serial)) {
     PumpEvents(1);
     if (In.winX == lastX && In.winY == lastY) continue;
     lastX = In.winX, lastY = In.winY;

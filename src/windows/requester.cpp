@@ -22,9 +22,6 @@
 
 namespace vela {
 
-// Set by the first SIGINT or SIGTERM (main_loop.cpp); a Requester must not outlive it.
-extern volatile std::sig_atomic_t SignalQuit;
-
 void (*RequesterShown)(Window* window) = nullptr;
 
 namespace {
