@@ -1,6 +1,7 @@
 #include "reference.h"
 
 #include "paint/draw_modes.h"
+#include "paint/wet.h"
 #include "start/workspace.h"
 
 namespace vela::ref {
@@ -17,75 +18,59 @@ int NextRandom(World& w) {
   return static_cast<int>((w.random >> 16) & 0x7FFF);
 }
 
-namespace {
-
 Pixel Cover(Pixel d, Pixel c, int k) {
   if (k == 255) return c;
-  int v[4];
-  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(Ch(c, i) - Ch(d, i), k);
-  v[3] = Ch(d, 3) + T(255 - Ch(d, 3), k);
-  return Px(v);
+  return Each([&](int i) { return Ch(d, i) + T((i < 3 ? Ch(c, i) : 255) - Ch(d, i), k); });
 }
 Pixel Lerp(Pixel d, Pixel t, int k) {
-  int v[4];
-  for (int i = 0; i < 4; ++i) v[i] = Ch(d, i) + T(Ch(t, i) - Ch(d, i), k);
-  return Px(v);
+  return Each([&](int i) { return Ch(d, i) + T(Ch(t, i) - Ch(d, i), k); });
 }
+Pixel Behind(Pixel d, Pixel c, int k, bool image) {
+  int a = Ch(d, 3), f = T(255 - a, k);
+  if (f == 0 || f == 255) return f ? c : d;
+  return Each(
+      [&](int i) { return i < 3 ? Ch(d, i) + T(Ch(c, i), f) : a + (image ? T(Ch(c, 3), f) : f); });
+}
+Pixel Replace(Pixel d, Pixel c, int k) {
+  return Each(
+      [&](int i) { return i < 3 ? Ch(d, i) + T(T(Ch(c, i), Ch(d, 3)) - Ch(d, i), k) : Ch(d, 3); });
+}
+Pixel Step(Pixel d, int step) {  // Shade below zero, Light above
+  return Each([&](int i) {
+    if (i == 3) return Ch(d, 3);
+    return step < 0 ? std::max(Ch(d, i) + step, 0) : std::min(Ch(d, i) + step, Ch(d, 3));
+  });
+}
+
+namespace {
+
 Pixel Mix(Pixel d, Pixel s, int k) {
-  int v[4];
-  for (int i = 0; i < 4; ++i) v[i] = (Ch(s, i) * k + Ch(d, i) * (255 - k) + 127) / 255;
-  return Px(v);
+  return Each([&](int i) { return (Ch(s, i) * k + Ch(d, i) * (255 - k) + 127) / 255; });
 }
 Pixel Erase(Pixel d, int k) {
-  if (k >= 250) return 0;
-  int v[4];
-  for (int i = 0; i < 4; ++i) v[i] = T(Ch(d, i), 255 - k);
-  return Px(v);
+  return k >= 250 ? 0 : Each([&](int i) { return T(Ch(d, i), 255 - k); });
 }
 Pixel ColorImage(Pixel d, Pixel s, int f) {
-  int sa = Ch(s, 3), v[4];
+  int sa = Ch(s, 3);
   if (f >= 255) {
-    if (sa == 255) return s;
-    if (sa == 0) return d;
-    for (int i = 0; i < 4; ++i) v[i] = Ch(s, i) + T(Ch(d, i), 255 - sa);
-    return Px(v);
+    if (sa == 255 || sa == 0) return sa ? s : d;
+    return Each([&](int i) { return Ch(s, i) + T(Ch(d, i), 255 - sa); });
   }
   int g = T(f, sa);
-  if (g == 255) return s;
-  if (g == 0) return d;
-  for (int i = 0; i < 3; ++i) v[i] = T(f, Ch(s, i)) + T(Ch(d, i), 255 - g);
-  v[3] = g + T(Ch(d, 3), 255 - g);
-  return Px(v);
+  if (g == 255 || g == 0) return g ? s : d;
+  return Each([&](int i) { return (i < 3 ? T(f, Ch(s, i)) : g) + T(Ch(d, i), 255 - g); });
 }
 Pixel StampImage(Pixel d, Pixel c, int k) {
   if (k == 255) return c;
-  int v[4];
-  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(Ch(c, i) - Ch(d, i), k);
-  v[3] = T(Ch(d, 3), 255 - k) + k;
-  return Px(v);
-}
-Pixel Behind(Pixel d, Pixel c, int k, bool image) {
-  int a = Ch(d, 3);
-  int f = T(255 - a, k);
-  if (f == 0) return d;
-  if (f == 255) return c;
-  int v[4];
-  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(Ch(c, i), f);
-  v[3] = a + (image ? T(Ch(c, 3), f) : f);
-  return Px(v);
-}
-Pixel Replace(Pixel d, Pixel c, int k) {
-  int v[4];
-  for (int i = 0; i < 3; ++i) v[i] = Ch(d, i) + T(T(Ch(c, i), Ch(d, 3)) - Ch(d, i), k);
-  v[3] = Ch(d, 3);
-  return Px(v);
+  return Each([&](int i) {
+    return i < 3 ? Ch(d, i) + T(Ch(c, i) - Ch(d, i), k) : T(Ch(d, 3), 255 - k) + k;
+  });
 }
 Pixel Colorize(Pixel d) {
   int a = Ch(d, 3);
   if (!a) return d;
   Pixel r = ColorizeRamp[Lum(Unpre(Ch(d, 2), a), Unpre(Ch(d, 1), a), Unpre(Ch(d, 0), a))];
-  int v[4] = {T(Ch(r, 0), a), T(Ch(r, 1), a), T(Ch(r, 2), a), a};
-  return Px(v);
+  return Each([&](int i) { return i < 3 ? T(Ch(r, i), a) : a; });
 }
 Pixel Tint(Pixel d) {
   int r = Ch(d, 2), g = Ch(d, 1), b = Ch(d, 0);
@@ -96,13 +81,6 @@ Pixel Tint(Pixel d) {
   int rgb[6][3] = {{hi, mid, lo}, {mid, hi, lo}, {lo, hi, mid},
                    {lo, mid, hi}, {mid, lo, hi}, {hi, lo, mid}};
   int v[4] = {rgb[s][2], rgb[s][1], rgb[s][0], Ch(d, 3)};
-  return Px(v);
-}
-Pixel Step(Pixel d, int step) {  // Shade below zero, Light above
-  int v[4];
-  for (int i = 0; i < 3; ++i)
-    v[i] = step < 0 ? std::max(Ch(d, i) + step, 0) : std::min(Ch(d, i) + step, Ch(d, 3));
-  v[3] = Ch(d, 3);
   return Px(v);
 }
 
@@ -123,16 +101,11 @@ Pixel Mean(const Brush& b, const Block* src, int x, int y) {
       for (int c = 0; c < 4; ++c) sum[c] += Ch(At(src, px, py), c);
       ++n;
     }
-  int v[4] = {0, 0, 0, 0};
-  if (n)
-    for (int c = 0; c < 4; ++c) v[c] = static_cast<int>(sum[c] / n);
-  return Px(v);
+  return Each([&](int c) { return n ? static_cast<int>(sum[c] / n) : 0; });
 }
 Pixel Opaque(Pixel mean) {
   int a = Ch(mean, 3);
-  if (!a) return Draw.APen;
-  int v[4] = {Ch(mean, 0) * 255 / a, Ch(mean, 1) * 255 / a, Ch(mean, 2) * 255 / a, 255};
-  return Px(v);
+  return a ? Each([&](int c) { return c < 3 ? Ch(mean, c) * 255 / a : 255; }) : Draw.APen;
 }
 
 bool Flag(int mode) {
@@ -148,13 +121,10 @@ Pixel GrainOne(World&, Pixel d, unsigned& noise) {
   noise = (noise + 65536 - 22191) % 65536;
   int p = 255 >> Grain.setting, q = ~p & 255, step = p + 1, t = noise & p;
   if (a < 255) a = (a & p) > t ? std::min((a & q) + step, 255) : a & q;
-  int v[4];
-  for (int i = 0; i < 3; ++i) {
+  return Each([&](int i) {
     int c = Ch(d, i);
-    v[i] = std::min((c & p) > t ? (c & q) + step : c & q, a);
-  }
-  v[3] = a;
-  return Px(v);
+    return i < 3 ? std::min((c & p) > t ? (c & q) + step : c & q, a) : a;
+  });
 }
 
 void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel colour, bool erase,
@@ -213,25 +183,22 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
   }
   std::vector<Pixel> orig(page->data, page->data + W * H);
 
-  auto columnShown = [&](int px) {
-    if (px < 0 || px >= W) return false;
-    if ((mode == 4 || mode == 5) && (px < 1 || px >= W - 1)) return false;
-    return !(mode == 17 && (px + Draw.pantoX < 0 || px + Draw.pantoX >= W));
+  // Smooth and Blur keep off the page's rim, the Pantograph off pixels whose source is off it.
+  auto shown = [&](int p, int size, int offset) {
+    if (p < 0 || p >= size) return false;
+    if ((mode == 4 || mode == 5) && (p < 1 || p >= size - 1)) return false;
+    return !(mode == 17 && (p + offset < 0 || p + offset >= size));
   };
   bool any = false;
-  for (int i = 0; i < bw; ++i) any = any || columnShown(x + i);
+  for (int i = 0; i < bw; ++i) any = any || shown(x + i, W, Draw.pantoX);
   if (!any) return;
   for (int j = 0; j < bh; ++j) {
     int py = y + j;
-    if (py < 0 || py >= H) continue;
-    if ((mode == 4 || mode == 5) && (py < 1 || py >= H - 1)) continue;
-    if (mode == 17 && (py + Draw.pantoY < 0 || py + Draw.pantoY >= H)) continue;
+    if (!shown(py, H, Draw.pantoY)) continue;
     unsigned noise = mode == 11 ? NextRandom(w) : 0;
     for (int i = 0; i < bw; ++i) {
       int px = x + i;
-      if (px < 0 || px >= W) continue;
-      if ((mode == 4 || mode == 5) && (px < 1 || px >= W - 1)) continue;
-      if (mode == 17 && (px + Draw.pantoX < 0 || px + Draw.pantoX >= W)) continue;
+      if (!shown(px, W, Draw.pantoX)) continue;
       int m = plane[j * bw + i];
       Pixel s = image ? b.pixels->data[j * bw + i] : 0;
       int k;
@@ -246,9 +213,7 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
         k = T(m, o);
       else if (image && mode == 0)
         k = o;
-      else if (image && (mode == 1 || mode == 14))
-        k = T(Ch(s, 3), o);
-      else if (b.kind == BrushKindImage && mode == 2)
+      else if ((image && (mode == 1 || mode == 14)) || (b.kind == BrushKindImage && mode == 2))
         k = T(Ch(s, 3), o);
       else if (image && mode == 16)
         k = T(T(o, Ch(s, 3)), Ch(s, 3));
@@ -276,26 +241,21 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
           d = Colorize(d);
           break;
         case 4:
-        case 5: {
-          int v[4];
-          for (int ch = 0; ch < 4; ++ch) {
+        case 5:
+          d = Each([&](int ch) {
             int ctr = Ch(orig[py * W + px], ch);
             int around = Ch(orig[py * W + px - 1], ch) + Ch(orig[py * W + px + 1], ch) +
                          Ch(orig[(py - 1) * W + px], ch) + Ch(orig[(py + 1) * W + px], ch);
-            v[ch] = mode == 5 ? (ctr + around + 2) / 5 : (60 * ctr + around + 31) >> 6;
-          }
-          d = Px(v);
+            return mode == 5 ? (ctr + around + 2) / 5 : (60 * ctr + around + 31) >> 6;
+          });
           break;
-        }
         case 6:
         case 13:
           d = Cover(d, c, k);
           break;
         case 8:
-          d = Step(d, -1);
-          break;
         case 9:
-          d = Step(d, 1);
+          d = Step(d, mode == 8 ? -1 : 1);
           break;
         case 11:
           d = GrainOne(w, d, noise);
@@ -309,16 +269,11 @@ void Stamp(World& w, int mode, const Brush& b, Block* page, int x, int y, Pixel 
         case 15:
           d = Erase(d, k);
           break;
-        case 16: {
-          Pixel cc = c;
-          if (image) {
-            int bb = Ch(s, 3);
-            int v[4] = {Unpre(Ch(s, 0), bb), Unpre(Ch(s, 1), bb), Unpre(Ch(s, 2), bb), 255};
-            cc = Px(v);
-          }
-          d = Replace(d, cc, k);
+        case 16:  // an image replaces by its own colour, made opaque
+          d = Replace(
+              d, image ? Each([&](int i) { return i < 3 ? Unpre(Ch(s, i), Ch(s, 3)) : 255; }) : c,
+              k);
           break;
-        }
         case 17: {
           Pixel src = orig[(py + Draw.pantoY) * W + px + Draw.pantoX];  // before the pass
           d = k == 255 ? src : Mix(d, src, k);
@@ -343,10 +298,7 @@ void Span(World& w, int mode, bool erase, int o, Block* page, int x, int y, int 
       for (int ch = 0; ch < 4; ++ch) sum[ch] += Ch(At(w.spare, px, y), ch);
       ++n;
     }
-    int v[4] = {0, 0, 0, 0};
-    if (n)
-      for (int ch = 0; ch < 4; ++ch) v[ch] = static_cast<int>(sum[ch] / n);
-    w.impress = Opaque(Px(v));
+    w.impress = Opaque(Each([&](int ch) { return n ? static_cast<int>(sum[ch] / n) : 0; }));
     w.impressValid = true;
   }
   if (y < 0 || y >= page->height) return;
@@ -402,6 +354,66 @@ void Span(World& w, int mode, bool erase, int o, Block* page, int x, int y, int 
       }
     }
   }
+}
+
+void WetStamp(World& w, int tool, bool additive, int mode, const Brush& b, Block* page, int x,
+              int y, Pixel c, int o) {
+  if (mode < 0) mode = 15;
+  const int W = page->width, H = page->height, bw = b.width, bh = b.height;
+  auto inside = [&](int px, int py) { return px >= 0 && py >= 0 && px < W && py < H; };
+  auto map = [&](int px, int py) { return inside(px, py) ? w.map[py * W + px] : 0; };
+  for (int j = 0; j < bh; ++j)
+    for (int i = 0; i < bw; ++i) {
+      int px = x + i, py = y + j, m = b.mask[j * bw + i];
+      if (!inside(px, py) || !m) continue;
+      uint8_t& v = w.map[py * W + px];
+      if (additive && tool == WetAirbrush)
+        v = static_cast<uint8_t>(std::min(v + (o >= 255 ? m : T(o, m)), 255));
+      else
+        v = static_cast<uint8_t>(v + T(255 - v, o == 255 ? m : T(m, o)));
+    }
+  for (int j = 0; j < bh; ++j)
+    for (int i = 0; i < bw; ++i) {
+      int px = x + i, py = y + j, e = WetResponse[map(px, py)];
+      if (!inside(px, py) || !e) continue;
+      Pixel d = At(w.base, px, py), cc = c, s = At(w.spare, px, py);
+      if (tool >= WetOil && (mode <= 1 || mode == 13 || mode == 14 || mode == 16)) {
+        int slope = map(px - 1, py - 1) - 2 * map(px + 1, py + 1) + map(px, py);
+        cc = ReliefRamp[std::clamp(slope, -255, 255) + 256];
+      }
+      if (mode == 17) {
+        if (!inside(px + Draw.pantoX, py + Draw.pantoY)) continue;
+        s = At(w.base, px + Draw.pantoX, py + Draw.pantoY);
+      }
+      int v[4];
+      Pixel& out = At(page, px, py);
+      switch (mode) {
+        case 0:
+        case 1:
+        case 13:
+          out = Cover(d, cc, e);
+          break;
+        case 2:
+        case 17:
+          for (int ch = 0; ch < 4; ++ch) v[ch] = (Ch(d, ch) * (255 - e) + Ch(s, ch) * e) / 255;
+          out = e == 255 ? s : Px(v);
+          break;
+        case 8:
+        case 9:
+          out = Step(d, mode == 8 ? -e : e);
+          break;
+        case 14:
+          out = Behind(d, cc, e, false);
+          break;
+        case 15:
+          for (int ch = 0; ch < 4; ++ch) v[ch] = T(Ch(d, ch), 255 - e);
+          out = e == 255 ? 0 : Px(v);
+          break;
+        case 16:
+          out = Replace(d, cc, e);
+          break;
+      }
+    }
 }
 
 }  // namespace vela::ref

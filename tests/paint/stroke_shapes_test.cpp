@@ -4,15 +4,17 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "paint/grid.h"
 #include "paint/pressure.h"
 #include "paint/stroke.h"
+#include "paint_fixture.h"
 #include "start/input.h"
 #include "start/main_loop.h"
 
-namespace vela {
+namespace vela::test {
 namespace {
 
 // The resampling rule in exact integers: the share of entry j is [63j/r, 63(j+1)/r), and byte k
@@ -63,8 +65,7 @@ TEST(Dab, MaskFollowsTheResamplingRule) {
             int a = i < r ? out[i] : 0, b = i < r - 1 ? out[i + 1] : 0;
             want = static_cast<int>(a * (1 - f) + b * f);
           }
-          ASSERT_NEAR(mask[y * side + x], want, 0)
-              << "radius " << radius << " at " << dx << "," << dy;
+          ASSERT_EQ(mask[y * side + x], want) << "radius " << radius << " at " << dx << "," << dy;
         }
     }
 }
@@ -76,11 +77,9 @@ TEST(Dab, RebuildMakesTheCurrentBrushCentredOnItsHandle) {
   EXPECT_EQ(CurrentBrush()->width, 3);
   ASSERT_EQ(RebuildDab(12, 255, profile), 0);
   Brush* b = CurrentBrush();
-  EXPECT_EQ(b->kind, BrushKindDab);
-  EXPECT_EQ(b->width, 25);
-  EXPECT_EQ(b->handleX, 12);
+  EXPECT_EQ(std::tuple(b->kind, b->width, b->handleX, b->mask[12 * 25 + 1]),  // 1 is beyond r = 11
+            std::tuple(BrushKindDab, 25, 12, 0));
   EXPECT_EQ(b->mask[12 * 25 + 12], *std::max_element(b->mask, b->mask + 25 * 25));
-  EXPECT_EQ(b->mask[12 * 25 + 1], 0);  // beyond r = 11
   SetCurrentBrush(nullptr);
 }
 
@@ -124,14 +123,11 @@ TEST(Flatten, SplitsAtTheMiddleFirstHalfFirst) {
   FlattenQuadratic(0, 0, 2048, 160, 4096, 0, 0, 100, 255, 10, 20, 30, true, false, Pieces::Add,
                    &got);
   ASSERT_EQ(got.list.size(), 2u);
-  const CurvePiece& a = got.list[0];
-  const CurvePiece& b = got.list[1];
-  EXPECT_EQ((std::vector<int>{a.x0, a.y0, a.x1, a.y1, a.size0, a.size1, a.opacity0, a.opacity1}),
-            (std::vector<int>{0, 0, 2048, 80, 0, 113, 10, 20}));
-  EXPECT_EQ((std::vector<int>{b.x0, b.y0, b.x1, b.y1, b.size0, b.size1, b.opacity0, b.opacity1}),
-            (std::vector<int>{2048, 80, 4096, 0, 113, 255, 20, 30}));
-  EXPECT_TRUE(a.first);
-  EXPECT_FALSE(b.first);
+  std::vector<std::vector<int>> pieces;
+  for (const CurvePiece& p : got.list)
+    pieces.push_back({p.x0, p.y0, p.x1, p.y1, p.size0, p.size1, p.opacity0, p.opacity1, p.first});
+  EXPECT_EQ(pieces, (std::vector<std::vector<int>>{{0, 0, 2048, 80, 0, 113, 10, 20, 1},
+                                                   {2048, 80, 4096, 0, 113, 255, 20, 30, 0}}));
   // Just flat: one piece; and a chain of pieces on a deep curve never sets first after the start.
   got.list.clear();
   FlattenQuadratic(0, 0, 2048, 143, 4096, 0, 0, 0, 0, 0, 0, 0, false, false, Pieces::Add, &got);
@@ -140,75 +136,53 @@ TEST(Flatten, SplitsAtTheMiddleFirstHalfFirst) {
   FlattenCubic(0, 0, 0, 40000, 40000, 40000, 40000, 0, 0, 255, 0, 255, true, false, Pieces::Add,
                &got);
   ASSERT_GT(got.list.size(), 8u);
-  for (size_t i = 0; i < got.list.size(); ++i) {
-    EXPECT_EQ(got.list[i].first, i == 0);
-    if (i) {
-      EXPECT_EQ(got.list[i].x0, got.list[i - 1].x1);
-    }
-    if (i) {
-      EXPECT_EQ(got.list[i].y0, got.list[i - 1].y1);
-    }
+  for (size_t i = 1; i < got.list.size(); ++i) {
+    EXPECT_FALSE(got.list[i].first);
+    EXPECT_EQ(std::pair(got.list[i].x0, got.list[i].y0),
+              std::pair(got.list[i - 1].x1, got.list[i - 1].y1));
   }
+  EXPECT_TRUE(got.list[0].first);
   EXPECT_EQ(got.list.back().x1, 40000);
 }
 
-class GridTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    saved_ = Grid;
-    GridOn = 1;
-  }
-  void TearDown() override {
-    Grid = saved_;
-    GridOn = 0;
-  }
-  static int Snap(int p) {
-    int32_t x = (p << 16) + 0x8000, y = x;
+// Snapping to the lattice, sizes by the spacing alone, and SetGrid's caps and reduced origin.
+TEST(Grid, SnapsToTheLattice) {
+  const GridSettings saved = Grid;
+  GridOn = 1;
+  auto snap = [](int p) {
+    int32_t x = F(p), y = x;
     SnapPagePosition(&x, &y);
     EXPECT_EQ(x & 0xFFFF, 0x7FFF);
     return x >> 16;
-  }
-  GridSettings saved_;
-};
-
-TEST_F(GridTest, SnapsPositionsToTheLattice) {
+  };
   Grid = {1, 1, 0, 0};
-  for (int p : {-3, 0, 5, 77}) EXPECT_EQ(Snap(p), p);
+  for (int p : {-3, 0, 5, 77}) EXPECT_EQ(snap(p), p);
   Grid = {10, 10, 3, 3};
-  EXPECT_EQ(Snap(7), 3);
-  EXPECT_EQ(Snap(8), 13);
+  EXPECT_EQ(std::pair(snap(7), snap(8)), std::pair(3, 13));
   Grid = {10, 10, 0, 0};
-  EXPECT_EQ(Snap(-6), -10);
-  EXPECT_EQ(Snap(-4), 0);
+  EXPECT_EQ(std::pair(snap(-6), snap(-4)), std::pair(-10, 0));
   double x = 8.25, y = 14.0;
   SnapPoint(&x, &y);
-  EXPECT_EQ(x, 10.0);
-  EXPECT_EQ(y, 10.0);
+  EXPECT_EQ(std::pair(x, y), std::pair(10.0, 10.0));
   int32_t w = 14, h = 16;
-  Grid = {10, 10, 7, 7};  // sizes ignore the origin
+  Grid = {10, 10, 7, 7};
   SnapSize(&w, &h);
-  EXPECT_EQ(w, 10);
-  EXPECT_EQ(h, 20);
-  GridOn = 0;
-  int32_t px = 0x80000, py = 0x80000;
-  SnapPagePosition(&px, &py);
-  EXPECT_EQ(px, 0x80000);
-}
+  EXPECT_EQ(std::pair(w, h), std::pair(10, 20));
 
-TEST_F(GridTest, SetGridCapsAndReducesTheOrigin) {
   SetGrid(1, 10, 0, 12, -12, 4);
-  EXPECT_EQ(Grid.width, 10);
-  EXPECT_EQ(Grid.height, 1);
-  EXPECT_EQ(Grid.x, 2);
-  EXPECT_EQ(Grid.y, 0);
+  EXPECT_EQ((std::vector<int>{Grid.width, Grid.height, Grid.x, Grid.y}),
+            (std::vector<int>{10, 1, 2, 0}));
   SetGrid(1, 5000, 10, 0, -12, 4);
-  EXPECT_EQ(Grid.width, 999);
-  EXPECT_EQ(Grid.y, 2);
+  EXPECT_EQ(std::pair(Grid.width, Grid.y), std::pair(999, 2));
   Grid.x = 7;
   SetGrid(1, 4, 0, 99, 99, 1);  // only the width given: the stored origin is reduced
   EXPECT_EQ(Grid.x, 3);
   SetGrid(0, 4, 4, 0, 0, 0);
   EXPECT_EQ(GridOn, 0);
+  int32_t px = 0x80000, py = 0x80000;
+  SnapPagePosition(&px, &py);
+  EXPECT_EQ(px, 0x80000);
+  Grid = saved;
 }
 
 TEST(Curves, HandleShapesTheTable) {
@@ -248,28 +222,24 @@ TEST(Speed, StillPointerReadsSlowestFromTheThirdEvent) {
 
 TEST(Speed, InputsFromPressureAndSpeed) {
   ResetStrokeContext();
-  UpdateStrokeInputs(-1, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
-  UpdateStrokeInputs(100, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
+  auto inputs = [](int pressure, int speed) {
+    UpdateStrokeInputs(pressure, speed);
+    return std::pair(Inputs.size, Inputs.opacity);
+  };
+  EXPECT_EQ(inputs(-1, 90), std::pair(0, 255));
+  EXPECT_EQ(inputs(100, 90), std::pair(100, 100));
   StrokeCtx.speedOn = true;
-  UpdateStrokeInputs(-1, 90);  // a mouse: speed stands in
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 90));
-  UpdateStrokeInputs(100, 90);  // a tablet's pressure wins
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 100));
+  EXPECT_EQ(inputs(-1, 90), std::pair(90, 90));     // a mouse: speed stands in
+  EXPECT_EQ(inputs(100, 90), std::pair(100, 100));  // a tablet's pressure wins
   // Inverted speed reads high when fast and stands in for both: a mouse at rest lays nothing.
   StrokeCtx.speedInvert = true;
-  UpdateStrokeInputs(-1, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(90, 90));
+  EXPECT_EQ(inputs(-1, 90), std::pair(90, 90));
   EXPECT_EQ(Inputs.shown, 90);
-  UpdateStrokeInputs(-1, 0);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 0));
+  EXPECT_EQ(inputs(-1, 0), std::pair(0, 0));
   // With speed off a mouse keeps 0 and 255; a pressure that gives both alike is turned back.
   StrokeCtx.speedOn = false;
-  UpdateStrokeInputs(-1, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(0, 255));
-  UpdateStrokeInputs(100, 90);
-  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(100, 155));
+  EXPECT_EQ(inputs(-1, 90), std::pair(0, 255));
+  EXPECT_EQ(inputs(100, 90), std::pair(100, 155));
   // A pen with pressure off is taken as a mouse: speed gives the tool pressure.
   StrokeCtx.speedInvert = false;
   StrokeCtx.speedOn = true;
@@ -280,4 +250,4 @@ TEST(Speed, InputsFromPressureAndSpeed) {
 }
 
 }  // namespace
-}  // namespace vela
+}  // namespace vela::test

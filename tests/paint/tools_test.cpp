@@ -5,40 +5,32 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include "paint/pressure.h"
 #include "paint/shapes.h"
-#include "paint/stroke.h"
-#include "paint/wet.h"
 #include "paint_fixture.h"
 #include "start/ask.h"
 #include "start/config_store.h"
 #include "start/main_loop.h"
 #include "start/run_paths.h"
 
-namespace vela {
+namespace vela::test {
 namespace {
 
-class ToolTest : public test::PaintTest {
+class ToolTest : public PaintTest {
  protected:
   void SetUp() override {
     PaintTest::SetUp();
-    ResetStrokeContext();
     ResetAllToolRecords();
     Tools.current = ToolPen;
     Tools.lastActivated = -1;
     Ws.undoMode = 0;
-    Wet = WetSettings{};
   }
   void TearDown() override {
-    SetCurrentBrush(nullptr);
-    Wet = WetSettings{};
-    Ws.undoMode = 0;
     UndoMode = 0;
     PaintTest::TearDown();
   }
@@ -67,18 +59,12 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
     SelectDrawingTool(w.tool);
     Brush* b = CurrentBrush();
     ASSERT_NE(b, nullptr);
-    EXPECT_EQ(StrokeCtx.tool, w.tool);
-    EXPECT_EQ(b->width, w.side) << w.tool;
-    EXPECT_EQ(b->kind, w.kind) << w.tool;
-    EXPECT_EQ(StrokeCtx.step, w.step) << w.tool;
-    EXPECT_EQ(Draw.dabTexture, w.texture) << w.tool;
-    EXPECT_EQ(Wet.on, w.wet) << w.tool;
-    EXPECT_EQ(Draw.power, w.power) << w.tool;
-    EXPECT_TRUE(StrokeCtx.pressureOn);
-    // All read speed; only the Pen inverted, which has no Inversion of its own.
-    EXPECT_TRUE(StrokeCtx.speedOn) << w.tool;
-    EXPECT_EQ(StrokeCtx.speedInvert, w.tool == ToolPen) << w.tool;
-    EXPECT_EQ(SpeedScale, 25);
+    // All read pressure and speed; only the Pen inverted, which has no Inversion of its own.
+    EXPECT_EQ(std::tuple(StrokeCtx.tool, b->width, b->kind, StrokeCtx.step, Draw.dabTexture, Wet.on,
+                         Draw.power, StrokeCtx.pressureOn, StrokeCtx.speedOn, StrokeCtx.speedInvert,
+                         SpeedScale),
+              std::tuple(w.tool, w.side, w.kind, w.step, w.texture, w.wet, w.power, true, true,
+                         w.tool == ToolPen, 25));
   }
   // The dab's profile is the record's envelope. Radius 5 resamples to r = 4 entries; the centre's
   // share is bytes 47.25 to 63 of 4·i: (0.75·188 + 3300) / 15.75 = 218.48, times 128/255: 109.
@@ -90,9 +76,8 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
   Tools.pen.size1 = 9;
   Tools.pen.size2 = 2;
   SelectDrawingTool(ToolPen);
-  EXPECT_EQ(CurrentBrush()->width, 19);
-  EXPECT_EQ(StrokeCtx.penRadius, 9);
-  EXPECT_EQ(StrokeCtx.targetRadius, 2);
+  EXPECT_EQ(std::tuple(CurrentBrush()->width, StrokeCtx.penRadius, StrokeCtx.targetRadius),
+            std::tuple(19, 9, 2));
   Tools.pen.speed = 0;
   ActivateTool();
   EXPECT_TRUE(StrokeCtx.speedInvert) << "the Pen reads speed inverted, speed on or off";
@@ -100,16 +85,14 @@ TEST_F(ToolTest, ActivationFollowsEachRecord) {
   // The Propelling Pencil's single mask byte is its opacity, and so is the power.
   Tools.pointe.opacity = 90;
   SelectDrawingTool(ToolPropellingPencil);
-  EXPECT_EQ(CurrentBrush()->mask[0], 90);
-  EXPECT_EQ(Draw.power, 90);
-  EXPECT_EQ(StrokeCtx.penRadius, 0);
+  EXPECT_EQ(std::tuple(CurrentBrush()->mask[0], Draw.power, StrokeCtx.penRadius),
+            std::tuple(90, 90, 0));
 
   // Without a custom image the Brush tool stamps a transparent 4×4, step min(w, h) / 4.
   SelectDrawingTool(ToolCustomBrush);
-  EXPECT_EQ(CurrentBrush()->width, 4);
-  EXPECT_EQ(CurrentBrush()->kind, BrushKindImage);
-  EXPECT_EQ(StrokeCtx.step, 1);
-  EXPECT_FALSE(StrokeCtx.pressureOn);
+  EXPECT_EQ(
+      std::tuple(CurrentBrush()->width, CurrentBrush()->kind, StrokeCtx.step, StrokeCtx.pressureOn),
+      std::tuple(4, BrushKindImage, 1, false));
   Tools.custom.opacity = 200;
   ActivateTool();
   EXPECT_EQ(CurrentBrush()->kind, BrushKindImageFaded);
@@ -131,13 +114,10 @@ TEST_F(ToolTest, AFreshPenLaysPaintByItsSpeed) {
   EXPECT_LT(Inputs.opacity, 8);
   // 600 pixels in a tenth of a centisecond at scale 35 caps the reading at the curve's end.
   UpdateStrokeInputs(-1, SpeedInput(1.001, 615, 10));
-  EXPECT_EQ(Inputs.size, SpeedCurve[255]);
-  EXPECT_EQ(Inputs.opacity, SpeedCurve[255]);
-  StrokeLine(CurrentBrush(), (5 << 16) + 0x8000, (10 << 16) + 0x8000, (30 << 16) + 0x8000,
-             (10 << 16) + 0x8000, Draw.APen, 0, 1, Inputs.size, Inputs.size, Inputs.opacity,
-             Inputs.opacity);
+  EXPECT_EQ(std::pair(Inputs.size, Inputs.opacity), std::pair(+SpeedCurve[255], +SpeedCurve[255]));
+  StrokeLine(CurrentBrush(), F(5), F(10), F(30), F(10), Draw.APen, 0, 1, Inputs.size, Inputs.size,
+             Inputs.opacity, Inputs.opacity);
   EXPECT_EQ(page->Row(10)[20], Draw.APen) << "fast: full paint";
-  Ws.page = nullptr;
 }
 
 TEST_F(ToolTest, AutoStepIsAFifthOfTheSize) {
@@ -146,7 +126,7 @@ TEST_F(ToolTest, AutoStepIsAFifthOfTheSize) {
     SelectDrawingTool(tool);
     EXPECT_EQ(StrokeCtx.step, 0);
     SetToolSize(5);
-    EXPECT_EQ(StrokeCtx.step, 1);
+    EXPECT_EQ(StrokeCtx.step, 1);  // 5 / 5
     SetToolSize(14);
     EXPECT_EQ(StrokeCtx.step, 2);
     Tools.dab[tool].word[kWordAutoStep] = 0;
@@ -157,34 +137,26 @@ TEST_F(ToolTest, AutoStepIsAFifthOfTheSize) {
 }
 
 TEST_F(ToolTest, WetResponsesOfTheFourWetTools) {
+  auto at = [](std::vector<int> i) {
+    for (int& v : i) v = WetResponse[v];
+    return i;
+  };
   SelectDrawingTool(ToolAirbrush);
-  EXPECT_EQ(WetResponse[255], 255);  // 255³ / 65025
-  EXPECT_EQ(WetResponse[254], 252);  // 16387064 / 65025 = 252
+  EXPECT_EQ(at({255, 254}), (std::vector<int>{255, 252}));  // i³ / 65025
   Tools.dab[ToolAirbrush].word[kWordResponse] = 50;
   ActivateTool();
   EXPECT_EQ(WetResponse[255], 127);
   Tools.dab[ToolAirbrush].word[kWordResponse] = 0;  // reads as 100
   ActivateTool();
   EXPECT_EQ(WetResponse[255], 255);
-
   SelectDrawingTool(ToolWaterColor);
-  EXPECT_EQ(WetResponse[169], 127);  // 128·169/170
-  EXPECT_EQ(WetResponse[170], 128);
-  EXPECT_EQ(WetResponse[171], 127);
-  EXPECT_EQ(WetResponse[255], 43);
-
+  EXPECT_EQ(at({169, 170, 171, 255}), (std::vector<int>{127, 128, 127, 43}));  // 128·i/170 first
   SelectDrawingTool(ToolOil);
-  EXPECT_EQ(WetResponse[10], 102);  // 10·100·0.102
-  EXPECT_EQ(WetResponse[24], 244);
-  EXPECT_EQ(WetResponse[25], 255);
+  EXPECT_EQ(at({10, 24, 25}), (std::vector<int>{102, 244, 255}));  // i·100·0.102 below 25
   EXPECT_EQ(Wet.tool, ToolOil);
-
   SelectDrawingTool(ToolGouache);
-  EXPECT_EQ(WetResponse[85], 100);  // 200·85/170
-  EXPECT_EQ(WetResponse[170], 200);
-  EXPECT_EQ(WetResponse[255], 115);
-  // The relief ramp starts from the A pen.
-  EXPECT_EQ(ReliefRamp[0], Draw.APen);
+  EXPECT_EQ(at({85, 170, 255}), (std::vector<int>{100, 200, 115}));  // 200·i/170 first
+  EXPECT_EQ(ReliefRamp[0], Draw.APen);  // the relief ramp starts from the A pen
 }
 
 TEST_F(ToolTest, ChangingToolMarksTheWetBaseStaleAndTheUndoModeFollowsDrying) {
@@ -193,17 +165,12 @@ TEST_F(ToolTest, ChangingToolMarksTheWetBaseStaleAndTheUndoModeFollowsDrying) {
   Wet.stale = false;
   ActivateTool();
   EXPECT_FALSE(Wet.stale) << "the same tool again keeps the base";
-  EXPECT_EQ(Ws.undoMode, 0);
-  EXPECT_FALSE(StrokeCtx.keepWet);
-
+  EXPECT_EQ(std::pair(Ws.undoMode, StrokeCtx.keepWet), std::pair(0, false));
   SetToolDrying(false);
-  EXPECT_TRUE(Wet.stale);
-  EXPECT_TRUE(StrokeCtx.keepWet);
-  EXPECT_EQ(Ws.undoMode, 1);
-  EXPECT_EQ(UndoMode, 1);
+  EXPECT_EQ(std::tuple(Wet.stale, StrokeCtx.keepWet, Ws.undoMode, UndoMode),
+            std::tuple(true, true, 1, 1));
   SelectDrawingTool(ToolPen);
-  EXPECT_EQ(Ws.undoMode, 0);
-  EXPECT_FALSE(Wet.on);
+  EXPECT_EQ(std::pair(Ws.undoMode, Wet.on), std::pair(0, false));
   SelectDrawingTool(ToolWaterColor);
   EXPECT_EQ(Ws.undoMode, 1) << "a tool that builds up colour keeps its manual steps";
   SetToolDrying(true);
@@ -216,15 +183,13 @@ TEST_F(ToolTest, ChangingToolMarksTheWetBaseStaleAndTheUndoModeFollowsDrying) {
 }
 
 TEST_F(ToolTest, StepsAndSizesStayInTheirLimits) {
+  std::vector<int> seen;
   SelectDrawingTool(ToolPen);
-  PreviousTool();
-  EXPECT_EQ(Tools.current, ToolGouache);
-  NextTool();
-  EXPECT_EQ(Tools.current, ToolPen);
-  NextTool();
-  EXPECT_EQ(Tools.current, ToolPropellingPencil);
-  ResetTool();
-  EXPECT_EQ(Tools.current, ToolPen);
+  for (auto step : {PreviousTool, NextTool, NextTool, ResetTool}) {
+    step();
+    seen.push_back(Tools.current);
+  }
+  EXPECT_EQ(seen, (std::vector<int>{ToolGouache, ToolPen, ToolPropellingPencil, ToolPen}));
 
   EXPECT_EQ(SetToolSize(100), 3);
   IncreaseToolsSize();
@@ -240,8 +205,7 @@ TEST_F(ToolTest, StepsAndSizesStayInTheirLimits) {
   EXPECT_EQ(SetToolSize(-4), 12);
   EXPECT_EQ(ToolSize(), 1);
   IncreaseToolsSize();
-  EXPECT_EQ(ToolSize(), 2);
-  EXPECT_EQ(CurrentBrush()->width, 5);
+  EXPECT_EQ(std::pair(ToolSize(), CurrentBrush()->width), std::pair(2, 5));
   ChangeToolSize(3);  // the wheel, three notches
   EXPECT_EQ(ToolSize(), 5);
 
@@ -252,22 +216,18 @@ TEST_F(ToolTest, StepsAndSizesStayInTheirLimits) {
   SetCustomImage(image);
   SelectDrawingTool(ToolCustomBrush);
   IncreaseToolsSize();  // 2.2 and 1.1 both truncate back: one pixel more each
-  ASSERT_EQ(CurrentBrush()->width, 3);
-  EXPECT_EQ(CurrentBrush()->height, 2);
+  ASSERT_EQ(std::pair(CurrentBrush()->width, CurrentBrush()->height), std::pair(3, 2));
   // Nearest pixels: columns 0, 0 and 1 of the old image.
   const Pixel* row = CurrentBrush()->pixels->Row(1);
   EXPECT_EQ(std::vector<Pixel>(row, row + 3),
             std::vector<Pixel>({0xFF0000FFu, 0xFF0000FFu, 0xFFFF0000u}));
   // A pixel a step up to 10, then 10%: 11, 12.1, 13.2 ... 19.8 and 20.9 truncate to 20.
   for (int i = 0; i < 17; ++i) IncreaseToolsSize();
-  EXPECT_EQ(CustomImage()->width, 20);
-  EXPECT_EQ(CustomImage()->height, 19);
+  EXPECT_EQ(std::pair(CustomImage()->width, CustomImage()->height), std::pair(20, 19));
   ChangeToolSize(-1);  // 18 and 17.1
-  EXPECT_EQ(CustomImage()->width, 18);
-  EXPECT_EQ(CustomImage()->height, 17);
+  EXPECT_EQ(std::pair(CustomImage()->width, CustomImage()->height), std::pair(18, 17));
   for (int i = 0; i < 40; ++i) DecreaseToolsSize();
-  EXPECT_EQ(CurrentBrush()->width, 1);
-  EXPECT_EQ(CurrentBrush()->height, 1);
+  EXPECT_EQ(std::pair(CurrentBrush()->width, CurrentBrush()->height), std::pair(1, 1));
   SetCustomImage(nullptr);
 }
 
@@ -373,36 +333,22 @@ TEST_F(ToolTest, HardOilBristlesSitAtTheCentreOfASmallDab) {
 
 TEST_F(ToolTest, PresetsAreTheDescribedCurves) {
   auto p = [](int i) { return EnvelopePreset(i); };
-  EXPECT_EQ(p(0)[0], 3);
-  EXPECT_EQ(p(0)[1], 7);
-  EXPECT_EQ(p(0)[63], 255);
-  EXPECT_EQ(p(1)[0], 255);
-  EXPECT_EQ(p(1)[63], 3);
-  EXPECT_EQ((std::vector<int>{p(2)[0], p(2)[1], p(2)[2], p(2)[3], p(2)[63]}),
-            (std::vector<int>{255, 248, 240, 232, 0}));
-  for (int i = 0; i < 64; ++i) EXPECT_EQ(p(3)[i], p(2)[63 - i]);
-  EXPECT_EQ((std::vector<int>{p(4)[0], p(4)[1], p(4)[2], p(4)[3], p(4)[4], p(4)[5], p(4)[63]}),
-            (std::vector<int>{0, 0, 1, 2, 3, 5, 255}));
-  EXPECT_EQ(p(5)[31], 254);
-  EXPECT_EQ(p(5)[63], 0);
-  EXPECT_EQ((std::vector<int>{p(6)[0], p(6)[30], p(6)[31], p(6)[32], p(6)[63]}),
-            (std::vector<int>{0, 255, 255, 255, 0}));
+  const int points[][3] = {// preset, byte, value
+                           {0, 0, 3},     {0, 1, 7},    {0, 63, 255}, {1, 0, 255},  {1, 63, 3},
+                           {2, 0, 255},   {2, 1, 248},  {2, 2, 240},  {2, 3, 232},  {2, 63, 0},
+                           {4, 0, 0},     {4, 1, 0},    {4, 2, 1},    {4, 3, 2},    {4, 4, 3},
+                           {4, 5, 5},     {4, 63, 255}, {5, 31, 254}, {5, 63, 0},   {6, 0, 0},
+                           {6, 30, 255},  {6, 31, 255}, {6, 32, 255}, {6, 63, 0},   {7, 0, 11},
+                           {7, 31, 255},  {7, 63, 0},   {8, 15, 255}, {8, 47, 255}, {11, 0, 30},
+                           {11, 11, 230}, {11, 30, 0},  {11, 51, 10}, {11, 63, 250}};
+  for (auto [preset, i, v] : points) EXPECT_EQ(p(preset)[i], v) << preset << " byte " << i;
   EXPECT_GT(p(6)[15] - p(6)[13], p(6)[4] - p(6)[2]) << "steep around byte 14";
-  EXPECT_EQ(p(7)[0], 11);
-  EXPECT_EQ(p(7)[63], 0);
-  EXPECT_EQ(p(7)[31], 255);
-  EXPECT_EQ(p(8)[15], 255);
-  EXPECT_EQ(p(8)[47], 255);
   EXPECT_LT(p(8)[31], 30);
   for (int i = 0; i < 64; ++i) {
+    EXPECT_EQ(p(3)[i], p(2)[63 - i]);
     EXPECT_EQ(p(9)[i], 12 + 16 * (i % 16));
     EXPECT_TRUE(p(10)[i] >= 105 && p(10)[i] <= 245);
   }
-  EXPECT_EQ(p(11)[0], 30);
-  EXPECT_EQ(p(11)[11], 230);
-  EXPECT_EQ(p(11)[30], 0);
-  EXPECT_EQ(p(11)[51], 10);
-  EXPECT_EQ(p(11)[63], 250);
 
   ApplyEnvelopePreset(ToolChalk, -1);
   EXPECT_EQ(Tools.dab[ToolChalk].word[kWordPreset], 11);
@@ -436,36 +382,31 @@ TEST_F(ToolTest, PensSectionKeepsEveryRecord) {
   Shapes.lineEnd = 64;
   SavePensSettings();
 
-  char text[512];
-  ConfigGet("Pens", "Pen", text, "", sizeof text);
-  EXPECT_STREQ(text, "0 1 30 8 2");
-  ConfigGet("Pens", "Wet", text, "", sizeof text);
-  EXPECT_STREQ(text, "1 1 25 33 128 0 1 0 4 100 0 1");
-  ConfigGet("Pens", "Selected", text, "", sizeof text);
-  EXPECT_STREQ(text, "Water");  // Gouache saves under "Water"
-  ConfigGet("Settings", "Circle", text, "", sizeof text);
-  EXPECT_STREQ(text, "3 Points");
-  ConfigGet("Pens", "Oil_Curve", text, "", sizeof text);
-  EXPECT_EQ(std::string(text).substr(0, 6), "0c1c2c");
+  auto get = [](const char* section, const char* key) {
+    char text[512];
+    ConfigGet(section, key, text, "", sizeof text);
+    return std::string(text);
+  };
+  EXPECT_EQ(get("Pens", "Pen"), "0 1 30 8 2");
+  EXPECT_EQ(get("Pens", "Wet"), "1 1 25 33 128 0 1 0 4 100 0 1");
+  EXPECT_EQ(get("Pens", "Selected"), "Water");  // Gouache saves under "Water"
+  EXPECT_EQ(get("Settings", "Circle"), "3 Points");
+  EXPECT_EQ(get("Pens", "Oil_Curve").substr(0, 6), "0c1c2c");
 
   ResetAllToolRecords();
   Shapes = ShapeSettings{};
   LoadPensSettings();
-  EXPECT_EQ(Shapes.dottedSingle, 1);
-  EXPECT_EQ(Shapes.circle3, 1);
-  EXPECT_EQ(Shapes.lineStart, 255);
-  EXPECT_EQ(Shapes.lineEnd, 64);
+  EXPECT_EQ(std::tuple(Shapes.dottedSingle, Shapes.circle3, Shapes.lineStart, Shapes.lineEnd),
+            std::tuple(1, 1, 255, 64));
   Shapes = ShapeSettings{};
-  EXPECT_EQ(Tools.pen.size1, 8);
-  EXPECT_EQ(Tools.pen.limit, 30);
-  EXPECT_EQ(Tools.dab[ToolWaterColor].word[kWordSize], 33);
-  EXPECT_EQ(Tools.dab[ToolWaterColor].word[kWordNoDrying], 1);
-  EXPECT_EQ(Tools.dab[ToolGouache].word[kWordStiffness], 2);
-  EXPECT_EQ(Tools.dab[ToolOil].word[kWordPreset], 9);
+  const int32_t* water = Tools.dab[ToolWaterColor].word;
+  EXPECT_EQ(std::tuple(Tools.pen.size1, Tools.pen.limit, water[kWordSize], water[kWordNoDrying],
+                       Tools.dab[ToolGouache].word[kWordStiffness],
+                       Tools.dab[ToolOil].word[kWordPreset], Tools.current),
+            std::tuple(8, 30, 33, 1, 2, 9, ToolGouache));
   uint8_t env[64];
   GetEnvelope(Tools.dab[ToolOil], env);
   EXPECT_EQ(env[2], 44);
-  EXPECT_EQ(Tools.current, ToolGouache);
   EXPECT_EQ(ToolFromKey("wet"), ToolWaterColor);
   EXPECT_EQ(ToolFromKey("pointe"), ToolPropellingPencil);
 
@@ -474,4 +415,4 @@ TEST_F(ToolTest, PensSectionKeepsEveryRecord) {
 }
 
 }  // namespace
-}  // namespace vela
+}  // namespace vela::test
