@@ -645,6 +645,7 @@ Gadget g_bar[kTitleCount + 2];
 Window* g_barWindow = nullptr;
 uint32_t g_barSerial = 0;
 int g_winX = 0, g_winY = 0;
+int g_screenW = 0, g_screenH = 0;  // the screen the bar was laid out for
 
 bool Free() {
   return MenuStyle == 4 || MenuStyle == 5;
@@ -722,6 +723,12 @@ void DragBar(Window* w) {
 }
 
 void BarHandler(Window* w, Gadget* g, int code) {
+  if (code == kCodeIdle) {
+    // The host's window changed size: the bar follows its edges and the page's room with it.
+    HostScreen s = HostFramebuffer();
+    if (s.pixels && (s.width != g_screenW || s.height != g_screenH)) BuildMainMenu();
+    return;
+  }
   if (!g || code != kCodeLeftPress) return;
   if (g->id >= 1 && g->id <= kTitleCount)
     OpenTitle(w, g);
@@ -808,9 +815,11 @@ bool BuildMainMenu() {
   }
   g_barWindow = w;
   g_barSerial = w->serial;
+  g_screenW = s.width, g_screenH = s.height;
   w->title = "Menu";
   w->gadgets = g_bar;
   w->handler = BarHandler;
+  w->events = kWinWantsIdle;
   DrawWindow(w);
   int x = -2, y = -2, left = 0, top = 0, right = 0, bottom = 0;
   switch (MenuStyle) {

@@ -109,6 +109,29 @@ TEST_F(MenuTest, TopBarGeometryAndPageRoom) {
   EXPECT_EQ(ConfigGetInt("MainMenu", "Style", -1), 0);
 }
 
+TEST_F(MenuTest, ABottomBarFollowsTheScreensNewSize) {
+  MenuStyle = 1;
+  ASSERT_TRUE(BuildMainMenu());
+  EXPECT_EQ(MainMenuWindow()->top, kH - 24 + 2);
+  EXPECT_EQ(Ws.pageY, (kH - 22 - 150) / 2);
+  // The host's window grows to 800 by 600; the next idle call lays the bar out for it.
+  HostClose();
+  HostConfig hc;
+  hc.headless = true;
+  hc.width = 800;
+  hc.height = 600;
+  std::string err;
+  ASSERT_TRUE(HostOpen(hc, &err)) << err;
+  WindowsTick();
+  Window* bar = MainMenuWindow();
+  ASSERT_NE(bar, nullptr);
+  EXPECT_EQ(bar->top, 600 - 24 + 2);
+  EXPECT_EQ(bar->width, 800 + 4);
+  EXPECT_EQ(Ws.pageX, (800 - 200) / 2);
+  EXPECT_EQ(Ws.pageY, (600 - 22 - 150) / 2);
+  CloseMainMenu();
+}
+
 TEST_F(MenuTest, PressOnTitleOpensAndReleaseOnRowRunsIt) {
   ASSERT_TRUE(BuildMainMenu());
   // Layers opens under the bar, from y 22; its first row is " New Layer".
