@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -27,6 +28,9 @@
 #include "start/workspace.h"
 
 namespace vela {
+
+// Set by the first SIGINT or SIGTERM (main_loop.cpp); a menu loop must not outlive it.
+extern volatile std::sig_atomic_t SignalQuit;
 
 int MenuStyle = 0;
 
@@ -232,6 +236,10 @@ bool RowOf(const MenuItem* row, const MenuItem* table) {
 
 bool Empty(const MenuItem* table) {
   return !table || !table->label;
+}
+
+bool Stopping() {
+  return ExitFlag || QuitRequest || SignalQuit;
 }
 
 // The rows that do their own small work instead of, or before, their action. With run false it
@@ -571,7 +579,7 @@ struct Popup {
   MenuItem* Run() {
     // The press that opened the menu may end anywhere without closing it.
     bool opening = In.leftDown != 0;
-    while (!ExitFlag && !QuitRequest) {
+    while (!Stopping()) {
       int r = ModalEvent();
       if (r == kEndOfInput) return nullptr;
       for (Level& lv : levels)
@@ -711,7 +719,7 @@ void DragBar(Window* w) {
   HostScreen s = HostFramebuffer();
   const uint32_t serial = w->serial;
   int offX = In.winX - w->left, offY = In.winY - w->top;
-  while (In.leftDown && !ExitFlag && !QuitRequest && WindowAlive(w, serial)) {
+  while (In.leftDown && !Stopping() && WindowAlive(w, serial)) {
     if (PumpEvents(1) == -1) break;
     int x = std::clamp(In.winX - offX, 1, std::max(1, s.width - w->width - 1));
     int y = std::clamp(In.winY - offY, 1, std::max(1, s.height - w->height - 1));

@@ -1,4 +1,6 @@
 // The main menu bar in a real window of the X server (xvfb-run in the test script).
+#include <signal.h>
+
 #include "app_fixture.h"
 
 namespace apptest {
@@ -41,6 +43,46 @@ TEST_F(MenuWindow, ABottomBarFollowsTheWindowsNewSize) {
   for (int y = 0; y < 600; ++y)
     for (int x = 0; x < 900; ++x) differ += real.Rgb(x, y) != headless.Rgb(x, y);
   EXPECT_EQ(differ, 0);
+}
+
+// A signal that comes while a pop-up is open ends the run in order: its settings are written
+// and it exits with 0. The run is this process's child, so its exit status can be read.
+TEST_F(MenuWindow, ASignalEndsTheRunThroughAnOpenMenu) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    setenv("HOME", dir_.c_str(), 1);
+    setenv("VELA_SOCKET", Socket().c_str(), 1);
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+    if (chdir(dir_.c_str()) != 0 || !freopen("log", "w", stdout) || !freopen("log", "a", stderr))
+      _exit(127);
+    execl(VELA_EXE, VELA_EXE, "--home", "home", "--ini", "Vela.INI", static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  wid_ = WindowOf(std::to_string(child), true);
+  int status = -1;
+  if (wid_.empty()) {
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    FAIL() << "no window appeared";
+  }
+  // A setting changed in the run, to be found in its file afterwards.
+  for (int i = 0; i < 100 && Ask("qd_savemode png").empty(); ++i) usleep(200000);
+  const Png before = Capture(dir_, wid_);
+  Sh("sleep 0.5");
+  Click(15, 11);  // File opens under its title
+  const Png open = Capture(dir_, wid_);
+  EXPECT_NE(open.Rgb(8, 30), before.Rgb(8, 30));
+  kill(child, SIGTERM);
+  for (int i = 0; i < 100 && waitpid(child, &status, WNOHANG) == 0; ++i) usleep(100000);
+  if (!WIFEXITED(status)) {
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    FAIL() << "the run did not end\n" << Slurp(dir_ / "log");
+  }
+  EXPECT_EQ(WEXITSTATUS(status), 0) << Slurp(dir_ / "log");
+  EXPECT_NE(Slurp(dir_ / "home" / "configs" / "Standard.ini").find("SaveMode=28"),
+            std::string::npos);
 }
 
 }  // namespace

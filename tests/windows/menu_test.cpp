@@ -3,6 +3,7 @@
 
 #include <stdlib.h>
 
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -18,6 +19,9 @@
 #include "windows_fixture.h"
 
 namespace vela {
+
+extern volatile std::sig_atomic_t SignalQuit;
+
 namespace {
 
 int g_newLayer = 0, g_newProject = 0;
@@ -147,7 +151,7 @@ TEST_F(MenuTest, PressOnTitleOpensAndReleaseOnRowRunsIt) {
   EXPECT_EQ(g_newLayer, 2);
 }
 
-TEST_F(MenuTest, DimmedRowsStayOpenEscapeAndOutsidePressClose) {
+TEST_F(MenuTest, DimmedRowsStayOpenEscapeOutsidePressAndSignalClose) {
   ASSERT_TRUE(BuildMainMenu());
   int tx = TitleX(2, -2), row0 = 22 + kMenuPad + kMenuRowHeight / 2;
   // " Duplicate Layer" has no handler, so it is dimmed: a click on it leaves the menu open
@@ -159,6 +163,10 @@ TEST_F(MenuTest, DimmedRowsStayOpenEscapeAndOutsidePressClose) {
   // Escape, or a press outside, closes it: the next click falls on the page.
   Drive(Click(tx, 10) + "key Escape\n" + Click(tx + 20, row0));
   Drive(Click(tx, 10) + Click(600, 400) + Click(tx + 20, row0));
+  // So does a stop signal, at once: the run is ending.
+  SignalQuit = 1;
+  Drive(Click(tx, 10) + Click(tx + 20, row0));
+  SignalQuit = 0;
   EXPECT_EQ(g_newLayer, 1);
 }
 
