@@ -16,6 +16,7 @@
 namespace vela {
 
 void (*RunFilterHook)(int number) = nullptr;
+void (*UnboundKeyHook)(int code, int character) = nullptr;
 
 namespace {
 
@@ -318,13 +319,21 @@ void KeyPressed(int code, int character) {
   EnsureTable();
   const int q = (In.shift ? 1 : 0) | (In.control ? 2 : 0) | (In.alt ? 4 : 0);
   const std::string name = KeyName(code, character, q);
-  if (name.empty()) return;
-  if (name == "escape") {
-    if (Loop().endTool) Loop().endTool();
+  auto passOn = [&] {
+    if (UnboundKeyHook) UnboundKeyHook(code, character);
+  };
+  if (name.empty()) {
+    // The character of a press its key has named: it follows the key (a bound key has dropped
+    // it already).
+    if (code == kCharacterCode) passOn();
     return;
   }
+  if (name == "escape" && Loop().endTool) Loop().endTool();
   const std::string* list = KeyBinding(CurrentKeyMap(), name.c_str());
-  if (!list || list->empty()) return;
+  if (!list || list->empty()) {
+    passOn();
+    return;
+  }
   if (code != kCharacterCode) SwallowCharOfKey(code);
   RunActions(list->c_str());
 }

@@ -50,7 +50,9 @@ bool SaveKeyMapFile(const char* path, const KeyMap& map);
 // The name of a key event as the rows spell it ("shift a", "ctrl F9", "+"); empty when the
 // event has none. Qualifiers: 1 shift, 2 control, 4 alt.
 std::string KeyName(int code, int character, int qualifiers);
-// A key from the main loop: Escape ends a tool; a bound key runs its list.
+// A key from the main loop: Escape ends a tool; a bound key runs its list; any other key, and
+// the character of its press, goes on through this hook (the front Window).
 void KeyPressed(int code, int character);
+extern void (*UnboundKeyHook)(int code, int character);
 
 }  // namespace vela

@@ -1,5 +1,5 @@
 // The window system's place in the run: the interface font, and the hooks through which the main
-// loop asks the Windows first.
+// loop asks the Windows first and hands them the keys the map leaves.
 #include "windows/system.h"
 
 #include <cstdio>
@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "host/font.h"
+#include "host/host.h"
 #include "project/compose.h"
 #include "start/input.h"
+#include "start/key_map.h"
 #include "start/main_loop.h"
 #include "windows/demo.h"
 #include "windows/window.h"
@@ -21,7 +23,7 @@ constexpr int kKeyF12 = 123;
 
 void (*g_keyMap)(int code, int character) = nullptr;
 
-void KeyMap(int code, int character) {
+void TextFieldFirst(int code, int character) {
   if (TextFieldKey(code, character)) return;
   if (code == kKeyF12) {
     if (DemoWindowOpen())
@@ -31,6 +33,24 @@ void KeyMap(int code, int character) {
     return;
   }
   if (g_keyMap) g_keyMap(code, character);
+}
+
+Window* FrontWindow() {
+  for (Window* w = Ws.frontWindow; w; w = w->previous)
+    if (w->shown && w != BubbleWindow()) return w;
+  return nullptr;
+}
+
+// A key the map does not take.
+void KeyToFrontWindow(int code, int character) {
+  Window* w = FrontWindow();
+  if (!w || !w->onKey) return;
+  const bool typed = code == kCharacterCode;
+  char text[2] = {typed ? static_cast<char>(character) : '\0', '\0'};
+  const uint32_t mods = (In.shift ? uint32_t{kQualShift} : 0u) |
+                        (In.control ? uint32_t{kQualControl} : 0u) |
+                        (In.alt ? uint32_t{kQualAlt} : 0u);
+  w->onKey(text, typed ? 1 : 0, 0, w, code, static_cast<int>(mods));
 }
 
 // What the page's own output must leave alone: every Window on the screen, front first.
@@ -60,12 +80,14 @@ void InstallWindowSystem() {
   // The page is clipped to the Windows, but the brush cursor, rubber bands and a full redraw
   // still write over them.
   Loop().afterToolStep = RestoreWindows;
-  if (Input().keyMap != KeyMap) g_keyMap = Input().keyMap;
-  Input().keyMap = KeyMap;
+  if (Input().keyMap != TextFieldFirst) g_keyMap = Input().keyMap;
+  Input().keyMap = TextFieldFirst;
+  UnboundKeyHook = KeyToFrontWindow;
 }
 
 void ReleaseWindowSystem() {
   CloseAllWindows();
+  if (UnboundKeyHook == KeyToFrontWindow) UnboundKeyHook = nullptr;
   if (PageCoversHook == WindowCovers) PageCoversHook = nullptr;
 }
 

@@ -10,6 +10,7 @@
 #include "host/host.h"
 #include "start/actions.h"
 #include "start/input.h"
+#include "start/main_loop.h"
 #include "start/message.h"
 #include "start_fixture.h"
 
@@ -43,6 +44,8 @@ class KeyMapTest : public HomeTest {
   }
   void TearDown() override {
     SetMessageSink(old_);
+    UnboundKeyHook = nullptr;
+    Loop().endTool = nullptr;
     In.shift = In.control = In.alt = 0;
     HomeTest::TearDown();
   }
@@ -138,6 +141,43 @@ TEST_F(KeyMapTest, EventsGetTheNamesOfTheRowsAndTheDefaultMapBindsThem) {
   ASSERT_TRUE(PollEvent(0, &e));
   EXPECT_EQ(e.character, 'x');
   EXPECT_FALSE(PollEvent(0, &e));
+}
+
+// F12 and its forms are rows like any key; what no row takes goes on, the character of its
+// press with it, and so does Escape once it has ended the tool.
+TEST_F(KeyMapTest, KeysNoRowTakesGoOnToTheWindows) {
+  UnboundKeyHook = [](int code, int c) {
+    g_log.push_back("on " + std::to_string(code) + " " + std::to_string(c));
+  };
+  Loop().endTool = [] { Ran("end tool"); };
+  struct Case {
+    int code, character, qualifiers;
+    std::vector<std::string> log;
+  };
+  const Case cases[] = {
+      {123, 0, 0, {"message Not available yet:\nVela: Hide show windows"}},
+      {123, 0, 2, {"message Not available yet:\nVela: Close all windows"}},
+      {123, 0, 3, {"on 123 0"}},
+      {'U', 0, 0, {"Undo"}},
+      {'K', 0, 0, {"on 75 0"}},
+      {kCharacterCode, 'k', 0, {"on 1234567 107"}},
+      {'U', 0, 4, {"on 85 0"}},  // no row has alt
+      {kCharacterCode, '!', 0, {"on 1234567 33"}},
+      {27, 0, 0, {"end tool", "on 27 0"}},
+      {'K' | kKeyRelease, 0, 0, {}},
+      {16, 0, 1, {}},  // a key with no name
+  };
+  for (const Case& c : cases) {
+    g_log.clear();
+    In.shift = c.qualifiers & 1, In.control = (c.qualifiers & 2) != 0, In.alt = c.qualifiers >= 4;
+    KeyPressed(c.code, c.character);
+    EXPECT_EQ(g_log, c.log) << c.code << " " << c.qualifiers;
+  }
+  g_log.clear();
+  In.shift = In.control = In.alt = 0;
+  ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "F12", "Refill"));
+  KeyPressed(123, 0);
+  EXPECT_EQ(g_log, std::vector<std::string>{"Refill"});
 }
 
 // Every row is some key's name: its event, built from the row's words, is named back to it.
