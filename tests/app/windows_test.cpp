@@ -15,7 +15,7 @@ constexpr int kDemoW = 392, kDemoH = 200;  // the demo Window, centred on the sc
 std::string DragEvents(int screenW, int screenH) {
   int l = (screenW - kDemoW) / 2, t = (screenH - kDemoH) / 2;
   std::ostringstream e;
-  e << "move 2 2\nkey F12\nmove " << l + 100 << " " << t + 10 << "\ndown left\n";
+  e << "move 2 2\nkey ctrl+shift+F12\nmove " << l + 100 << " " << t + 10 << "\ndown left\n";
   for (int i = 1; i <= 8; ++i) e << "move " << l + 100 - i * 20 << " " << t + 10 - i * 10 << "\n";
   e << "up left\nmove 2 2\n";
   return e.str();
@@ -25,8 +25,8 @@ using Windows = VelaRun;
 
 TEST_F(Windows, TheDemoOpensFromItsKeyAndItsGadgetsAnswer) {
   // Screen 1280 by 800: the demo at 444, 300. Its toggle starts selected and a click unselects it.
-  Write("a.txt", "key F12\n");
-  Write("b.txt", "key F12\nmove 730 337\ndown left\nup left\n");
+  Write("a.txt", "key ctrl+shift+F12\n");
+  Write("b.txt", "key ctrl+shift+F12\nmove 730 337\ndown left\nup left\n");
   ASSERT_EQ(Run("--events a.txt --screenshot a.png"), 0) << Err();
   ASSERT_EQ(Run("--events b.txt --screenshot b.png"), 0) << Err();
   Png a, b;

@@ -1,9 +1,11 @@
-// Keys in the main loop over the Windows: what the map leaves goes to the front Window.
+// Keys in the main loop over the Windows: F12 and ctrl F12 through the key map, the demo's free
+// key, and what the map leaves to the front Window.
 #include <string>
 #include <vector>
 
 #include "start/actions.h"
 #include "start/key_map.h"
+#include "windows/demo.h"
 #include "windows_fixture.h"
 
 namespace vela {
@@ -14,6 +16,9 @@ int OnKey(const char* text, int count, int, Window* w, int code, int mods) {
   g_keys.push_back(std::string(w->title) + " " + std::to_string(code) + " " + text + " " +
                    std::to_string(count) + " " + std::to_string(mods));
   return 0;
+}
+void CloseIt(Window* w) {
+  DeleteWindow(w);
 }
 const ActionRow kUndo[] = {{"Undo", [] { g_keys.push_back("Undo"); }}};
 
@@ -29,6 +34,7 @@ class WindowKeys : public WindowsTest {
     old_sink_ = SetMessageSink([](const char* text) { g_keys.push_back(text); });
     g_keys.clear();
     back_ = Make(20, 20, 200, 120, table_, 0xFF3060A0);
+    back_->onClose = CloseIt;
     back_->onKey = OnKey;
     back_->title = "back";
     front_ = Make(100, 60, 200, 120, table_, 0xFFA06030);
@@ -36,6 +42,7 @@ class WindowKeys : public WindowsTest {
     front_->title = "front";
   }
   void TearDown() override {
+    CloseDemoWindow();
     RemoveActions(kUndo);
     CurrentKeyMap() = saved_;
     SetMessageSink(old_sink_);
@@ -46,6 +53,36 @@ class WindowKeys : public WindowsTest {
   KeyMap saved_;
   MessageSink old_sink_ = nullptr;
 };
+
+TEST_F(WindowKeys, F12HidesAndShowsTheWindowsAndCtrlF12ClosesThem) {
+  const std::vector<uint32_t> before = Screen();
+  Drive("key F12");
+  EXPECT_FALSE(back_->shown || front_->shown);
+  Drive("key F12");
+  EXPECT_TRUE(back_->shown && front_->shown);
+  EXPECT_EQ(Ws.frontWindow, front_) << "the order of the stack stays";
+  EXPECT_EQ(Screen(), before);
+  Drive("key ctrl+F12");
+  EXPECT_FALSE(WindowListed(back_));
+  EXPECT_TRUE(WindowListed(front_)) << "it has no close button";
+  // The row is the user's.
+  ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "F12", "CloseAllWindows"));
+  ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "ctrl F12", ""));
+  Drive("key ctrl+F12\nkey F12");
+  EXPECT_TRUE(front_->shown);
+  EXPECT_EQ(g_keys, std::vector<std::string>{"front 123  0 4"});
+}
+
+TEST_F(WindowKeys, TheDemoHasTheFreeCtrlShiftF12) {
+  Drive("key ctrl+shift+F12");
+  EXPECT_TRUE(DemoWindowOpen());
+  Drive("key ctrl+shift+F12");
+  EXPECT_FALSE(DemoWindowOpen());
+  ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "ctrl shift F12", "HideShowWindows"));
+  Drive("key ctrl+shift+F12");
+  EXPECT_FALSE(DemoWindowOpen());
+  EXPECT_FALSE(front_->shown);
+}
 
 // Only the front Window hears a key, with the character of its press; a bound key's press and a
 // Window hidden in front are not for it.
