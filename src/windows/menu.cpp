@@ -12,6 +12,8 @@
 #include <cstring>
 #include <vector>
 
+#include "formats/formats.h"
+#include "formats/registry.h"
 #include "host/font.h"
 #include "host/host.h"
 #include "pixels/primitives.h"
@@ -20,6 +22,7 @@
 #include "project/page.h"
 #include "project/undo.h"
 #include "start/actions.h"
+#include "start/ask.h"
 #include "start/config_store.h"
 #include "start/input.h"
 #include "start/key_map.h"
@@ -144,8 +147,7 @@ MenuItem FileMenu[] = {
     SUB(" Import", 9, nullptr, kImport),
     SEP,
     SUB(" Export", 19, nullptr, kExport),
-    // The save modes belong to the format registry, which offers no table of them yet.
-    SUB(" Mode", 18, nullptr, nullptr),
+    SUB(" Mode", 18, nullptr, nullptr),  // the save modes, hooked in when the menu opens
     SEP,
     ROW(" File Info", 29, nullptr),
     SEP,
@@ -242,9 +244,49 @@ bool Stopping() {
   return ExitFlag || QuitRequest || SignalQuit;
 }
 
+// The save modes as the format registry lists them; a row's id is its format number + 10000.
+constexpr int kModeIdBase = 10000;
+MenuItem* ModeMenu() {
+  static std::vector<MenuItem> rows = [] {
+    std::vector<MenuItem> r;
+    for (const SaveModeRow& m : SaveModeRows())
+      r.push_back({m.label, m.color, m.number < 0 ? m.number : m.number + kModeIdBase, 0, nullptr,
+                   nullptr, 0});
+    r.push_back({nullptr, 0, 0, 0, nullptr, nullptr, 0});
+    return r;
+  }();
+  return rows.data();
+}
+
+// A chosen save mode first asks for the settings it has questions for. The palette formats keep
+// the palette settings they have; scripts set those.
+void ChooseSaveMode(int mode) {
+  SaveSettings& s = CurrentSaveSettings();
+  switch (mode) {
+    case kFormatTga: {
+      const int answer = Ask("Use TGA Compression?", " Yes ", " No ");
+      if (answer >= 0) s.tgaCompression = answer;
+      break;
+    }
+    case kFormatJpeg: {
+      int quality = s.jpegPower;
+      if (AskNumber("JPEG Ratio Quality", &quality, 1, 100) == 0) s.jpegPower = quality;
+      break;
+    }
+    case kFormatSun24:
+      if (Ask(" SUN RASTER Mode?", "24 bits", "32 bits") == 0) mode = kFormatSun32;
+      break;
+  }
+  s.saveMode = mode;
+}
+
 // The rows that do their own small work instead of, or before, their action. With run false it
 // only tells whether the row has such work.
 bool RowOperation(const MenuItem* row, bool run) {
+  if (RowOf(row, ModeMenu())) {
+    if (run) ChooseSaveMode(row->id - kModeIdBase);
+    return true;
+  }
   if (RowOf(row, kBackground)) {
     if (run) {
       SetBackgroundMode(row->id - 101);
@@ -289,6 +331,8 @@ bool ActionUsable(const char* name) {
 
 // Ticks of the rows that show a state.
 bool Ticked(const MenuItem* row) {
+  if (RowOf(row, ModeMenu()))
+    return row - ModeMenu() == SaveModeRowFor(CurrentSaveSettings().saveMode);
   if (RowOf(row, kBackground)) return BackgroundMode() == row->id - 101;
   if (RowOf(row, LayersMenu) && (row->id == 40 || row->id == 41))
     return (row->id == 40) == (Timeline.showMode == 1);
@@ -322,6 +366,9 @@ bool Dimmed(const MenuItem* row) {
 
 void RefreshMenu(MenuItem* table) {
   if (table == EditMenu) std::snprintf(g_undoLabel, sizeof g_undoLabel, " %s", Undo.label);
+  if (table == FileMenu)
+    for (MenuItem* m = FileMenu; m->label; ++m)
+      if (m->id == 18) m->subMenu = ModeMenu();
   for (MenuItem* m = table; m && m->label; ++m) {
     if (IsSeparator(*m)) continue;
     m->state = Dimmed(m) ? kMenuDimmed : Ticked(m) ? kMenuTicked : kMenuPlain;

@@ -8,11 +8,13 @@
 #include <filesystem>
 #include <string>
 
+#include "formats/formats.h"
 #include "project/compose.h"
 #include "project/layers.h"
 #include "project/page.h"
 #include "project/undo.h"
 #include "start/actions.h"
+#include "start/ask.h"
 #include "start/config_store.h"
 #include "start/key_map.h"
 #include "start/run_paths.h"
@@ -197,6 +199,55 @@ TEST_F(MenuTest, FreeBarPulledBackOpensUpwardInTheLowerHalf) {
   Drive(Click(TitleX(0, bar->left), bar->top + 12) + Click(TitleX(0, bar->left) + 10, row0));
   EXPECT_EQ(g_newProject, 1);
   CloseMainMenu();
+}
+
+TEST_F(MenuTest, ModeListsTheSaveModesTicksTheCurrentAndAChoiceAsksAndSetsIt) {
+  SaveSettings& s = CurrentSaveSettings();
+  const SaveSettings saved = s;
+  s.saveMode = kFormatSun32;
+  RefreshMenu(FileMenu);
+  const MenuItem& mode = FileMenu[7];
+  ASSERT_STREQ(mode.label, " Mode");
+  EXPECT_EQ(mode.state, kMenuPlain);
+  MenuItem* rows = mode.subMenu;
+  ASSERT_NE(rows, nullptr);
+  // Five rows, the separator, then by name BMP, ILBM, JPEG, PCX, PNG, PSD, SGI, SOFTIMAGE, SUN,
+  // TGA and TIFF; the modules are numbered 256 plus the place they were added at, 15 and 16.
+  const int ids[] = {10025, 10000, 10026, 10013, 10030, -2,    10021, 10002, 10007,
+                     10022, 10028, 10029, 10272, 10023, 10015, 10003, 10271};
+  for (int i = 0; i < 17; ++i) {
+    ASSERT_NE(rows[i].label, nullptr);
+    EXPECT_EQ(rows[i].id, ids[i]) << i;
+    EXPECT_EQ(rows[i].state, i == 14 ? kMenuTicked : kMenuPlain) << i;
+  }
+  EXPECT_STREQ(rows[12].label, " SGI Image ");
+  EXPECT_EQ(rows[17].label, nullptr);
+
+  // The Sun row asks for the depth, TGA for compression, JPEG for the quality.
+  static int answer;
+  AskHandlers ask;
+  ask.ask = [](const char*, const char*, const char*) { return answer; };
+  ask.askNumber = [](const char*, int* value, int, int) { return *value = 75, 0; };
+  const AskHandlers* old = SetAskHandlers(&ask);
+  answer = 1;
+  RunMenuItem(&rows[14]);
+  EXPECT_EQ(s.saveMode, kFormatSun24);
+  answer = 0;
+  RunMenuItem(&rows[14]);
+  EXPECT_EQ(s.saveMode, kFormatSun32);
+  RunMenuItem(&rows[15]);
+  EXPECT_EQ(s.saveMode, kFormatTga);
+  EXPECT_EQ(s.tgaCompression, 0);
+  RunMenuItem(&rows[8]);
+  EXPECT_EQ(s.saveMode, kFormatJpeg);
+  EXPECT_EQ(s.jpegPower, 75);
+  RunMenuItem(&rows[16]);
+  EXPECT_EQ(s.saveMode, 271);
+  SetAskHandlers(old);
+  s.saveMode = kFormatIlbm8;
+  RefreshMenu(FileMenu);
+  EXPECT_EQ(rows[7].state, kMenuTicked);
+  s = saved;
 }
 
 TEST_F(MenuTest, ShortcutsAndRowsRefreshedAtOpening) {
