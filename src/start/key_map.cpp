@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "host/profile.h"
 #include "start/actions.h"
@@ -212,14 +213,21 @@ const std::string* KeyBinding(const KeyMap& map, const char* key) {
 namespace {
 using Getter = int (*)(void* source, const char* key, char* dest, int capacity);
 
-void ReadRows(KeyMap* map, Getter get, void* source) {
+// The rows the source has a value for; "none", blanks around it or not, clears the row.
+int ReadRows(KeyMap* map, Getter get, void* source) {
   if (map->lists.size() != Rows().size()) map->lists.resize(Rows().size());
   char value[1024];
+  int found = 0;
   for (size_t i = 0; i < Rows().size(); ++i) {
     if (get(source, StoredKey(Rows()[i]).c_str(), value, sizeof value) <= 0) continue;
     value[sizeof value - 1] = 0;
-    map->lists[i] = strcasecmp(value, "none") == 0 ? "" : value;
+    std::string v = value;
+    v.erase(0, v.find_first_not_of(" \t"));
+    v.erase(v.find_last_not_of(" \t") + 1);
+    map->lists[i] = strcasecmp(v.c_str(), "none") == 0 ? "" : v;
+    ++found;
   }
+  return found;
 }
 }  // namespace
 
@@ -239,26 +247,41 @@ void SaveKeyboardSettings() {
               map.lists[i].empty() ? "none" : map.lists[i].c_str());
 }
 
-bool LoadKeyMapFile(const char* path, KeyMap* map) {
-  ConfigSnapshot* snap = path ? ConfigSnapshotRead(path) : nullptr;
-  if (!snap) return false;
-  ReadRows(
-      map,
+const char* LoadKeyMapFile(const char* path, KeyMap* map) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  const fs::file_status st = fs::status(path ? path : "", ec);
+  if (!fs::exists(st)) return "File not found!";
+  // A folder opens for reading and reads as nothing.
+  if (!fs::is_regular_file(st)) return "Can't open file";
+  ConfigSnapshot* snap = ConfigSnapshotRead(path);
+  if (!snap) return "Can't open file";
+  KeyMap read = *map;
+  const int found = ReadRows(
+      &read,
       [](void* s, const char* key, char* dest, int capacity) {
         return ConfigSnapshotGet(static_cast<ConfigSnapshot*>(s), "Keyboard", key, dest, "",
                                  capacity - 1);
       },
       snap);
   ConfigSnapshotWrite(snap);  // nothing was put: frees only
-  return true;
+  if (found == 0) return "This is not a keyboard mapping file!";
+  *map = std::move(read);
+  return nullptr;
 }
 
-bool SaveKeyMapFile(const char* path, const KeyMap& map) {
-  if (!path) return false;
+const char* SaveKeyMapFile(const char* path, const KeyMap& map) {
+  namespace fs = std::filesystem;
+  if (!path || !*path) return "Can't open file";
+  // The file goes where the user said or nowhere: no folder is made for it.
+  std::error_code ec;
+  const fs::path target(path);
+  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+  if (!fs::is_directory(folder, ec) || fs::is_directory(target, ec)) return "Can't open file";
   std::string text = "[Keyboard]\n";
   for (size_t i = 0; i < Rows().size() && i < map.lists.size(); ++i)
     text += StoredKey(Rows()[i]) + "=" + (map.lists[i].empty() ? "none" : map.lists[i]) + "\n";
-  return WriteFileAtomic(path, text);
+  return WriteFileAtomic(path, text) ? nullptr : "Write error!";
 }
 
 std::string KeyName(int code, int character, int qualifiers) {

@@ -43,9 +43,11 @@ const std::string* KeyBinding(const KeyMap& map, const char* key);
 // Section Keyboard of the configuration; a row stored as "none" is cleared.
 void LoadKeyboardSettings();
 void SaveKeyboardSettings();
-// Key map files (*.cfg): a Keyboard section of key=value lines. False when unreadable.
-bool LoadKeyMapFile(const char* path, KeyMap* map);
-bool SaveKeyMapFile(const char* path, const KeyMap& map);
+// Key map files (*.cfg): a Keyboard section of key=value lines. Null when done, else the words
+// for the user ("File not found!", "Can't open file", ...); a failed load leaves the map as it was,
+// and a save never makes a missing folder.
+const char* LoadKeyMapFile(const char* path, KeyMap* map);
+const char* SaveKeyMapFile(const char* path, const KeyMap& map);
 
 // The name of a key event as the rows spell it ("shift a", "ctrl F9", "+"); empty when the
 // event has none. Qualifiers: 1 shift, 2 control, 4 alt.

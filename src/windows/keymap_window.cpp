@@ -2,6 +2,8 @@
 // pointer. The buttons are ordinary gadgets.
 #include "windows/keymap_window.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -165,12 +167,17 @@ bool RemoveName(std::string* list, const std::string& name) {
   return found;
 }
 
-std::string AskFile(const char* title) {
+// Save names the file .cfg unless it says so already, in any case; Load takes the name as typed.
+std::string AskFile(const char* title, bool addCfg) {
   char path[1024] = "";
   if (!AskText(title, path, sizeof path) || !path[0]) return {};
   std::string p = path;
-  if (p.size() < 4 || p.compare(p.size() - 4, 4, ".cfg") != 0) p += ".cfg";
+  if (addCfg && (p.size() < 4 || strcasecmp(p.c_str() + p.size() - 4, ".cfg") != 0)) p += ".cfg";
   return p;
+}
+
+void Report(const std::string& path, const char* error) {
+  if (error) Message((path + "\n" + error).c_str());
 }
 
 void Handler(Window*, Gadget* gad, int code) {
@@ -208,16 +215,13 @@ void Handler(Window*, Gadget* gad, int code) {
       ApplyDefaultMap(&g.copy);
       break;
     case kLoad: {
-      const std::string path = AskFile("Load Keyboard mapping");
-      if (!path.empty() && !LoadKeyMapFile(path.c_str(), &g.copy)) {
-        Message((path + "\nFile not found!").c_str());
-      }
+      const std::string path = AskFile("Load Keyboard mapping", false);
+      if (!path.empty()) Report(path, LoadKeyMapFile(path.c_str(), &g.copy));
       break;
     }
     case kSave: {
-      const std::string path = AskFile("Save Keyboard mapping");
-      if (!path.empty() && !SaveKeyMapFile(path.c_str(), g.copy))
-        Message((path + "\nCan't write the file!").c_str());
+      const std::string path = AskFile("Save Keyboard mapping", true);
+      if (!path.empty()) Report(path, SaveKeyMapFile(path.c_str(), g.copy));
       break;
     }
     case kOk:

@@ -227,16 +227,47 @@ TEST_F(KeyMapTest, TheMapSurvivesItsSectionAndItsFiles) {
   EXPECT_EQ(Bound("ctrl z"), "Undo");
 
   const std::string path = (home_ / "keys.cfg").string();
-  ASSERT_TRUE(SaveKeyMapFile(path.c_str(), map));
+  ASSERT_EQ(SaveKeyMapFile(path.c_str(), map), nullptr);
   const std::string text = Read(path);
   EXPECT_EQ(text.rfind("[Keyboard]\n", 0), 0u);
   EXPECT_NE(text.find("\nequal=Undo,Refill\n"), std::string::npos);
   EXPECT_NE(text.find("\nu=none\n"), std::string::npos);
   KeyMap loaded;
   ClearMap(&loaded);
-  ASSERT_TRUE(LoadKeyMapFile(path.c_str(), &loaded));
+  ASSERT_EQ(LoadKeyMapFile(path.c_str(), &loaded), nullptr);
   EXPECT_EQ(loaded.lists, map.lists);
-  EXPECT_FALSE(LoadKeyMapFile((home_ / "missing.cfg").string().c_str(), &loaded));
+  // Blanks around a value are no part of it.
+  Write(path, "[Keyboard]\nu=none \nx= Undo\t\n");
+  ASSERT_EQ(LoadKeyMapFile(path.c_str(), &loaded), nullptr);
+  EXPECT_EQ(*KeyBinding(loaded, "u"), "");
+  EXPECT_EQ(*KeyBinding(loaded, "x"), "Undo");
+  ConfigPut("Keyboard", "x", "\tnone ");
+  BuildActionTable();
+  EXPECT_EQ(Bound("x"), "");
+}
+
+// A file that is no key map says why, and the map stays; a save makes no folder.
+TEST_F(KeyMapTest, FilesThatAreNoKeyMapsSaySo) {
+  fs::create_directories(home_ / "dir.cfg");
+  Write(home_ / "pic.cfg", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\xff[", 18));
+  Write(home_ / "other.cfg", "[Main]\nu=none\n");
+  const std::pair<const char*, const char*> loads[] = {
+      {"missing.cfg", "File not found!"},
+      {"dir.cfg", "Can't open file"},
+      {"pic.cfg", "This is not a keyboard mapping file!"},
+      {"other.cfg", "This is not a keyboard mapping file!"},
+  };
+  for (auto [name, error] : loads) {
+    KeyMap map = CurrentKeyMap();
+    const char* got = LoadKeyMapFile((home_ / name).string().c_str(), &map);
+    EXPECT_STREQ(got ? got : "", error) << name;
+    EXPECT_EQ(map.lists, CurrentKeyMap().lists) << name;
+  }
+  for (const char* name : {"no/such/keys.cfg", "dir.cfg"}) {
+    const char* got = SaveKeyMapFile((home_ / name).string().c_str(), CurrentKeyMap());
+    EXPECT_STREQ(got ? got : "", "Can't open file") << name;
+  }
+  EXPECT_FALSE(fs::exists(home_ / "no"));
 }
 
 }  // namespace

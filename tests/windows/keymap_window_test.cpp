@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "start/ask.h"
 #include "start/key_map.h"
+#include "start/message.h"
 #include "windows/windows_fixture.h"
 
 namespace vela {
@@ -108,19 +110,38 @@ TEST_F(KeymapWindow, ThePressedRowIsTheOneAssigned) {
   EXPECT_EQ(Bound(KeyRows()[2]), ActionTable()[0].name);
 }
 
+// Save adds ".cfg" unless the name ends so in any case; Load reads the name as typed; what fails
+// says so with the path.
 TEST_F(KeymapWindow, SaveAndLoadGoThroughACfgFile) {
   const std::filesystem::path dir = std::filesystem::temp_directory_path() / "vela_keymap_test";
   std::filesystem::create_directories(dir);
-  g_path = (dir / "mine").string();
+  std::vector<std::string> said;
+  static std::vector<std::string>* sink;
+  sink = &said;
+  const MessageSink old = SetMessageSink([](const char* text) { sink->push_back(text); });
   KeymapSelect(FindKeyRow("="), ActionRow("Quit"));
   Click(kAssign);
+  for (const char* name : {"mine", "upper.CFG"}) {
+    g_path = (dir / name).string();
+    Click(kSave);
+  }
+  EXPECT_TRUE(std::filesystem::exists(dir / "mine.cfg"));
+  EXPECT_TRUE(std::filesystem::exists(dir / "upper.CFG"));
+  g_path = (dir / "no" / "keys").string();
   Click(kSave);
-  ASSERT_TRUE(std::filesystem::exists(dir / "mine.cfg")) << ".cfg is added";
+  EXPECT_FALSE(std::filesystem::exists(dir / "no"));
   Click(kClear);
+  g_path = (dir / "mine").string();
+  Click(kLoad);
+  g_path = (dir / "upper.CFG").string();
   Click(kLoad);
   Click(kOk);
+  EXPECT_EQ(said,
+            (std::vector<std::string>{(dir / "no" / "keys.cfg").string() + "\nCan't open file",
+                                      (dir / "mine").string() + "\nFile not found!"}));
   EXPECT_EQ(Bound("="), "DisplayAllLayer,Quit");
   EXPECT_EQ(Bound("u"), "Undo");
+  SetMessageSink(old);
   std::filesystem::remove_all(dir);
 }
 
