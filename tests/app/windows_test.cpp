@@ -131,50 +131,53 @@ TEST_F(RealWindows, MenusRequestersAndTheGaugeLookAsInTheHeadlessRun) {
   auto dress = [&] {
     return "sleep 0.5; xdotool mousemove --window " + wid_ + " 1000 700 sleep 0.3 click 2 ";
   };
+  // The window is taken until it shows what the headless run showed, or a while has passed.
+  auto await = [&](const Png& want, const char* name, auto good) {
+    Difference d;
+    for (int i = 0; i < 40 && !good(d = Compare(Capture(dir_, wid_, name), want)); ++i)
+      usleep(250000);
+    return d;
+  };
+  auto same = [](const Difference& d) { return d.count == 0; };
   ASSERT_TRUE(Launch("", true)) << "no window appeared";
   int w = 0, h = 0;
   Size(&w, &h);
+  const std::string bar = "key Space\n";
+  const Png popup = headless("", bar + "move 101 11\ndown left\nup left\nmove 700 10\n",
+                             "popup-headless.png", w, h);
+  // The pop-up's first row, New Layer, under the Layers title.
+  EXPECT_NE(popup.Rgb(120, 40), popup.Rgb(120, 500));
+  const Png ask =
+      headless("", bar + "move 700 10\nkey shift+S\n" + typed('q'), "ask-headless.png", w, h);
+
   Sh(dress() + "sleep 0.3; xdotool mousemove --window " + wid_ +
-     " 101 11 sleep 0.3 click 1 sleep 0.3 mousemove --window " + wid_ + " 700 10 sleep 0.5");
-  const Png popup = Capture(dir_, wid_, "popup.png");
-  Sh("xdotool key Escape sleep 0.3 key shift+s sleep 0.5 type --delay 50 q.p; sleep 0.5");
-  const Png ask = Capture(dir_, wid_, "ask.png");
+     " 101 11 sleep 0.3 click 1 sleep 0.3 mousemove --window " + wid_ + " 700 10");
+  Difference d = await(popup, "popup.png", same);
+  EXPECT_EQ(d.count, 0) << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
+  // Only the caret blinks, in the text field at the middle of the screen. The key that asked
+  // leaves no letter in the field.
+  auto caretOnly = [&](const Difference& d) {
+    return d.count == 0 || (d.x1 - d.x0 <= 2 && d.y1 - d.y0 <= 16 && std::abs(d.x0 - w / 2) < 100);
+  };
+  Sh("xdotool key Escape sleep 0.3 key shift+s sleep 0.5 type --delay 50 q.p");
+  d = await(ask, "ask.png", caretOnly);
+  EXPECT_TRUE(caretOnly(d)) << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
   Sh("xdotool key Escape sleep 0.3");
   Stop();
 
-  const std::string bar = "key Space\n";
-  const Png popupHeadless = headless("", bar + "move 101 11\ndown left\nup left\nmove 700 10\n",
-                                     "popup-headless.png", w, h);
-  Difference d = Compare(popup, popupHeadless);
-  EXPECT_EQ(d.count, 0) << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
-  // The pop-up's first row, New Layer, under the Layers title.
-  EXPECT_NE(popup.Rgb(120, 40), popup.Rgb(120, 500));
-
-  const Png askHeadless =
-      headless("", bar + "move 700 10\nkey shift+S\n" + typed('q'), "ask-headless.png", w, h);
-  // Only the caret blinks, in the text field at the middle of the screen. The key that asked
-  // leaves no letter in the field.
-  d = Compare(ask, askHeadless);
-  EXPECT_TRUE(d.count == 0 ||
-              (d.x1 - d.x0 <= 2 && d.y1 - d.y0 <= 16 && std::abs(d.x0 - w / 2) < 100))
-      << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
-
   // A page large enough that the save is still at work when Escape comes. The question comes
-  // after the image; the screen is taken until it shows.
+  // after the image; a stopped save leaves its file, which must not be there for the next run.
   const std::string big = "PageWidth=4000 PageHeight=3000";
-  const Png stopHeadless =
+  const Png stop =
       headless(big, bar + "move 700 10\nkey shift+S\n" + typed('r') + "key Return\nkey Escape\n",
                "stop-headless.png", w, h);
+  fs::remove(dir_ / "home" / "r.p");
   // The gauge, full after its one image, under the question.
-  EXPECT_NE(stopHeadless.Rgb(w / 2 - 115, h / 2 - 40), stopHeadless.Rgb(10, h - 10));
+  EXPECT_NE(stop.Rgb(w / 2 - 115, h / 2 - 40), stop.Rgb(10, h - 10));
   ASSERT_TRUE(Launch(big, true)) << "no window appeared";
   Sh(dress() + "sleep 0.3; xdotool mousemove --window " + wid_ +
      " 700 10 sleep 0.3 key shift+s sleep 0.5 type --delay 50 r.p; xdotool key Return Escape");
-  for (int i = 0; i < 30; ++i) {
-    d = Compare(Capture(dir_, wid_, "stop.png"), stopHeadless);
-    if (!d.count) break;
-    usleep(500000);
-  }
+  d = await(stop, "stop.png", same);
   EXPECT_EQ(d.count, 0) << d.x0 << "," << d.y0 << " to " << d.x1 << "," << d.y1;
 }
 
