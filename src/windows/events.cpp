@@ -45,7 +45,7 @@ Rest g_rest;  // the gadget the pointer rests on, and since when
 constexpr double kBubbleDelay = 0.45;
 
 bool MustStop() {
-  return ExitFlag || QuitRequest;
+  return ExitFlag || QuitRequest || SignalQuit;
 }
 
 bool Held(int button) {

@@ -32,9 +32,6 @@
 
 namespace vela {
 
-// Set by the first SIGINT or SIGTERM (main_loop.cpp); a menu loop must not outlive it.
-extern volatile std::sig_atomic_t SignalQuit;
-
 int MenuStyle = 0;
 
 namespace {
