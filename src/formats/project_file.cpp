@@ -1729,7 +1729,9 @@ int SaveProject(const char* path) {
   WriteThumbnail(s.w);
   WriteHeader(s.w);
   const bool written = WriteLayers(s);
-  // A stopped save still ends as a whole file, with the layers written until the stop.
+  // A stopped save ends as a whole file with the layers written until the stop, unless that
+  // would take the place of a good one.
+  if (s.stopped && std::filesystem::exists(path)) return -1;
   if ((!written && !s.stopped) || s.w.failed() ||
       !s.w.Patch(4, static_cast<uint32_t>(s.w.Tell() - 8))) {
     // A buffer that could not be had was reported where it failed.

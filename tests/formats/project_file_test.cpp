@@ -352,7 +352,7 @@ TEST_F(ProjectFile, LzwAndRunCodeBodiesGiveTheSamePixels) {
   }
 }
 
-TEST_F(ProjectFile, AFailedSaveLeavesTheOldFileAndAStoppedOneWhatItWrote) {
+TEST_F(ProjectFile, FailedAndStoppedSavesLeaveTheOldFile) {
   const std::string path = Path("keep.vel");
   EXPECT_EQ(SaveProject((dir_ + "/no/such/dir.vel").c_str()), -1);
   EXPECT_TRUE(Said("Can't open destination file:\n" + dir_ + "/no/such/dir.vel"));
@@ -375,18 +375,21 @@ TEST_F(ProjectFile, AFailedSaveLeavesTheOldFileAndAStoppedOneWhatItWrote) {
   EXPECT_GT(n, 10);
   EXPECT_NE(FileBytes(path), good);
 
-  // The stop flag asks; " Yes " ends the save, " No " lets it go on.
+  // The stop flag asks; " Yes " ends the save, " No " lets it go on. A stopped save keeps the
+  // good file it would replace; where there was none, what it wrote is a whole file.
   const Bytes8 saved = FileBytes(path);
   SetProjectWriteFailure(0, false);
-  GaugeProbe::Install(3);
   Paint(0, 0, 5, 5, 0xFF654321);
-  EXPECT_EQ(SaveProject(path.c_str()), -1);
-  const Bytes8 stopped = FileBytes(path);
+  for (const std::string& to : {path, Path("stopped.vel")}) {
+    GaugeProbe::Install(3);
+    EXPECT_EQ(SaveProject(to.c_str()), -1);
+  }
+  EXPECT_EQ(FileBytes(path), saved);
+  const Bytes8 stopped = FileBytes(Path("stopped.vel"));
   ASSERT_GT(stopped.size(), 8u);
   EXPECT_LT(stopped.size(), saved.size());
   EXPECT_EQ((stopped[4] << 24 | stopped[5] << 16 | stopped[6] << 8 | stopped[7]) + 8u,
             stopped.size());
-  std::filesystem::copy_file(path, Path("stopped.vel"));
   EXPECT_EQ(GaugeProbe::titles, std::vector<std::string>{"Saving Project"});
   // Rows 0, 16, ... 64 of the first image and the step after it: the stop is seen there.
   EXPECT_EQ(GaugeProbe::updates.size(), 6u);
@@ -398,7 +401,7 @@ TEST_F(ProjectFile, AFailedSaveLeavesTheOldFileAndAStoppedOneWhatItWrote) {
   SetAskHandlers(&no);
   EXPECT_EQ(SaveProject(path.c_str()), 0);
   EXPECT_EQ(BreakFlag, 0);
-  EXPECT_NE(FileBytes(path), stopped);
+  EXPECT_NE(FileBytes(path), saved);
   // The stop came after the first layer's image: that layer is the whole file.
   GaugeProbe::Install(0);
   ASSERT_EQ(LoadProject(Path("stopped.vel").c_str(), false, false, true), 0);
