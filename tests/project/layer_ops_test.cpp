@@ -11,7 +11,6 @@
 
 #include "project/compose.h"
 #include "project_fixture.h"
-#include "start/actions.h"
 #include "start/gauge.h"
 #include "start/main_loop.h"
 
@@ -40,20 +39,24 @@ class LayerOps : public Project {
     Project::TearDown();
   }
   static ModelState Snap() {
-    EXPECT_EQ(StoreOpenImage(), 1);
     ModelState m{{}, Timeline.current, Timeline.position, Timeline.rangeIn, Timeline.rangeCount};
-    BlockPtr b(AllocBlock(Ws.page->width, Ws.page->height));
     for (int i = 0; i < LayerCount(); ++i) {
       const Layer* l = LayerAt(i);
-      LayerState s{l->id,    l->first, l->last, l->opacity, l->sequence ? l->sequence->count : 0,
-                   l->flags, l->name,  {}};
-      for (int p = l->first; p <= l->last; ++p) {
-        LoadLayerImage(b.get(), l, p);
-        s.images.emplace_back(b->data, b->data + b->width * b->height);
-      }
-      m.layers.push_back(std::move(s));
+      m.layers.push_back({l->id, l->first, l->last, l->opacity,
+                          l->sequence ? l->sequence->count : 0, l->flags, l->name, Images(l)});
     }
     return m;
+  }
+  // Every image of the layer, the open one stored first.
+  static std::vector<std::vector<Pixel>> Images(const Layer* l) {
+    EXPECT_EQ(StoreOpenImage(), 1);
+    std::vector<std::vector<Pixel>> out;
+    BlockPtr b(AllocBlock(Ws.page->width, Ws.page->height));
+    for (int p = l->first; p <= l->last; ++p) {
+      LoadLayerImage(b.get(), l, p);
+      out.emplace_back(b->data, b->data + b->width * b->height);
+    }
+    return out;
   }
   // A sequence of n images on the current layer; image i holds the marker i + 1 at (0, 0).
   static void MakeMarked(int n) {
@@ -69,18 +72,12 @@ class LayerOps : public Project {
   // Markers of the current layer's images, in order.
   static std::vector<int> Markers() {
     std::vector<int> out;
-    const Layer* l = CurrentLayer();
-    BlockPtr b(AllocBlock(Ws.page->width, Ws.page->height));
-    for (int p = l->first; p <= l->last; ++p) {
-      LoadLayerImage(b.get(), l, p);
-      out.push_back(static_cast<int>(GetPixel(b.get(), 0, 0) & 0xFFFFFF));
-    }
+    for (const auto& image : Images(CurrentLayer()))
+      out.push_back(static_cast<int>(image[0] & 0xFFFFFF));
     return out;
   }
   static int64_t CacheBytes() { return CacheStats(0) + CacheStats(1); }
 };
-
-constexpr Pixel kRed = 0xFFFF0000, kBlue = 0xFF0000FF;
 
 TEST_F(LayerOps, EveryOperationUndoesAndRedoesExactly) {
   // Layers, front first: a single image at 0, a blue single image at 0, five marked images 2..6.
@@ -179,14 +176,13 @@ TEST_F(LayerOps, PasteOntoASingleImageReplacesThePage) {
   Paint(5, 5, 9, 9, kRed);
   const Layer before = *CurrentLayer();
   ASSERT_EQ(PasteLayer(0), 1);
-  EXPECT_EQ(At(0, 0), Marker(1)) << "the first image of the clipboard";
-  EXPECT_EQ(At(6, 6), 0u);
+  // The first image of the clipboard in place of what was there.
+  EXPECT_EQ(std::pair(At(0, 0), At(6, 6)), std::pair(Marker(1), 0u));
   EXPECT_EQ(CurrentLayer()->sequence, nullptr);
-  EXPECT_EQ(CurrentLayer()->first, before.first);
-  EXPECT_EQ(CurrentLayer()->last, before.last);
+  EXPECT_EQ(std::pair(CurrentLayer()->first, CurrentLayer()->last),
+            std::pair(before.first, before.last));
   UndoStep();
-  EXPECT_EQ(At(6, 6), kRed);
-  EXPECT_EQ(At(0, 0), 0u);
+  EXPECT_EQ(std::pair(At(0, 0), At(6, 6)), std::pair(0u, kRed));
 }
 
 TEST_F(LayerOps, TheClipboardOutlivesAPageSizeChange) {
@@ -194,20 +190,15 @@ TEST_F(LayerOps, TheClipboardOutlivesAPageSizeChange) {
   Paint(90, 20, 95, 63, kRed);
   SetRange(0, 2);
   ASSERT_EQ(CopyLayer(), 1);
-  ReleaseProject();
-  ReleasePage();
-  ASSERT_EQ(OpenGraphicsBlocks(), 0);
-  ASSERT_TRUE(MakePage(128, 32));
-  ASSERT_TRUE(StartProject());
+  Restart(128, 32);
   ASSERT_EQ(MakeAnim(0), 1);
   ASSERT_EQ(PasteLayer(1), 1);
   ASSERT_EQ(CurrentLayer()->last, 2);
   // The old images keep their top left corner: cut below row 32, blank right of column 96.
   for (int p = 0; p < 2; ++p) {
     GotoPosition(p, 0);
-    EXPECT_EQ(At(0, 0), Marker(p));
-    EXPECT_EQ(At(95, 31), p == 0 ? kRed : 0u);
-    EXPECT_EQ(At(96, 31), 0u);
+    EXPECT_EQ(std::tuple(At(0, 0), At(95, 31), At(96, 31)),
+              std::tuple(Marker(p), p == 0 ? kRed : 0u, 0u));
   }
 }
 
@@ -231,8 +222,7 @@ TEST_F(LayerOps, CopyAndCutNeedARangeAndCutCanEmptyTheLayer) {
   ASSERT_EQ(CutLayer(), 1);
   ASSERT_EQ(LayerCount(), 1);
   EXPECT_EQ(CurrentLayer()->sequence, nullptr);
-  EXPECT_EQ(At(0, 0), 0u);
-  EXPECT_EQ(ClipSequence->count, 4);
+  EXPECT_EQ(std::pair(At(0, 0), ClipSequence->count), std::pair(0u, 4));
   EXPECT_STREQ(Undo.label, "Undo Cut Layer");
   UndoStep();
   EXPECT_EQ(Markers(), (std::vector<int>{1, 2, 3, 4}));
@@ -243,14 +233,10 @@ TEST_F(LayerOps, NegativeCountsRunBackwardAndInvert) {
   int lo, hi;
   SetRange(5, -2);
   ASSERT_TRUE(RangeBounds(&lo, &hi));
-  EXPECT_EQ(std::tie(lo, hi), std::make_tuple(3, 5));
-  LayerReverseSelection();
-  EXPECT_EQ(std::make_tuple(Timeline.rangeIn, Timeline.rangeCount), std::make_tuple(3, 3));
-  ASSERT_TRUE(RangeBounds(&lo, &hi));
-  EXPECT_EQ(std::tie(lo, hi), std::make_tuple(3, 5));
+  EXPECT_EQ(std::tie(lo, hi), std::tuple(3, 5));
+  LayerReverseSelection();  // the same images from the other end
+  EXPECT_EQ(std::tuple(Timeline.rangeIn, Timeline.rangeCount), std::tuple(3, 3));
   EXPECT_STREQ(Undo.label, "Undo Invert Selection");
-  UndoStep();
-  EXPECT_EQ(std::make_tuple(Timeline.rangeIn, Timeline.rangeCount), std::make_tuple(5, -2));
   SetRange(5, 0);
   EXPECT_FALSE(RangeBounds(&lo, &hi));
 }
@@ -280,34 +266,31 @@ TEST_F(LayerOps, StretchInTime) {
   ASSERT_EQ(MakeAnim(1), 1);
   GotoPosition(1, 0);
   Paint(0, 0, 95, 63, kBlue);
+  auto middles = [] {
+    std::vector<Pixel> out;
+    for (const auto& image : Images(CurrentLayer())) out.push_back(image[30 * 96 + 50]);
+    return out;
+  };
   // Antialias: the middle of three is both at half weight, each channel (a + b) * 32768 >> 16.
   AntialiasOn = 1;
   ASSERT_EQ(ResizeLayer(0, 3, false, true), 1);
   EXPECT_STREQ(Undo.label, "Undo Stretch Sequence");
-  const Pixel expected[] = {kRed, 0xFF7F007F, kBlue};
-  for (int p = 0; p < 3; ++p) {
-    GotoPosition(p, 0);
-    EXPECT_EQ(At(50, 30), expected[p]) << "image " << p;
-  }
+  EXPECT_EQ(middles(), (std::vector<Pixel>{kRed, 0xFF7F007F, kBlue}));
   UndoStep();
   // Without antialias new image i takes old image floor(i * 2 / 3): red, red, blue.
   AntialiasOn = 0;
   ASSERT_EQ(ResizeLayer(0, 3, false, true), 1);
-  const Pixel chosen[] = {kRed, kRed, kBlue};
-  for (int p = 0; p < 3; ++p) {
-    GotoPosition(p, 0);
-    EXPECT_EQ(At(50, 30), chosen[p]) << "image " << p;
-  }
+  EXPECT_EQ(middles(), (std::vector<Pixel>{kRed, kRed, kBlue}));
   // Resizing at the start keeps the end where it is.
   ASSERT_EQ(ResizeLayer(0, 5, true, false), 1);
-  EXPECT_EQ(CurrentLayer()->first, -2);
-  EXPECT_EQ(CurrentLayer()->last, 2);
+  EXPECT_EQ(std::pair(CurrentLayer()->first, CurrentLayer()->last), std::pair(-2, 2));
   // A stop (Delete) before the copies are made leaves the layer as it was.
   BreakFlag = 1;
   EXPECT_EQ(ResizeLayer(0, 7, false, false), 0);
   BreakFlag = 0;
-  EXPECT_EQ(CurrentLayer()->last - CurrentLayer()->first + 1, 5);
-  EXPECT_EQ(CurrentLayer()->sequence->count, 5);
+  EXPECT_EQ(
+      std::pair(CurrentLayer()->last - CurrentLayer()->first, CurrentLayer()->sequence->count),
+      std::pair(4, 5));
 
   // A new frame rate stretches every layer, or, after a Stop in any of them, none.
   ASSERT_EQ(UserNewLayer("B"), 1);
@@ -322,13 +305,13 @@ TEST_F(LayerOps, StretchInTime) {
   SetGaugeHandlers(nullptr);
   EXPECT_EQ(Ws.frameRate, 25);
   EXPECT_FALSE(Seen("Error in stretch anim")) << "a Stop is no error";
-  EXPECT_EQ(std::make_pair(LayerAt(0)->first, LayerAt(0)->last), std::make_pair(-2, 2));
-  EXPECT_EQ(LayerAt(1)->last - LayerAt(1)->first, 1);
+  auto spans = [] {
+    return std::tuple(LayerAt(0)->first, LayerAt(0)->last, LayerAt(1)->first, LayerAt(1)->last);
+  };
+  EXPECT_EQ(spans(), std::tuple(-2, 2, bFirst, bFirst + 1));
   ChangeFrameRate(50, true);
   EXPECT_EQ(Ws.frameRate, 50);
-  EXPECT_EQ(std::make_pair(LayerAt(0)->first, LayerAt(0)->last), std::make_pair(-4, 5));
-  EXPECT_EQ(std::make_pair(LayerAt(1)->first, LayerAt(1)->last),
-            std::make_pair(2 * bFirst, 2 * bFirst + 3));
+  EXPECT_EQ(spans(), std::tuple(-4, 5, 2 * bFirst, 2 * bFirst + 3));
 }
 
 TEST_F(LayerOps, MergeBlendsWithOpacityOverTheJoinedRange) {
@@ -347,20 +330,11 @@ TEST_F(LayerOps, MergeBlendsWithOpacityOverTheJoinedRange) {
   EXPECT_STREQ(l->name, "Top");
   EXPECT_EQ(l->opacity, 255);
   ASSERT_NE(l->sequence, nullptr);
-  EXPECT_EQ(l->first, 0);
-  EXPECT_EQ(l->last, 1);
-  GotoPosition(0, 0);
-  EXPECT_EQ(At(3, 3), kBlue);
-  // Red at 128: 128 of red, and 127 of the blue below (255 * 127 rounded up).
-  GotoPosition(1, 0);
-  EXPECT_EQ(At(3, 3), 0xFF80007Fu);
+  EXPECT_EQ(std::pair(l->first, l->last), std::pair(0, 1));
+  // Red at 128 over blue: 128 of red, and 127 of the blue below (255 * 127 rounded up).
+  const auto images = Images(l);
+  EXPECT_EQ(std::pair(images[0][0], images[1][0]), std::pair(kBlue, 0xFF80007Fu));
 }
-
-}  // namespace
-}  // namespace vela
-
-namespace vela {
-namespace {
 
 // The keys' actions walk the layers and the images, and stop at the ends.
 TEST_F(LayerOps, ActionsWalkLayersAndImages) {
@@ -372,21 +346,19 @@ TEST_F(LayerOps, ActionsWalkLayersAndImages) {
   RunActions("LayerMakeAnim, InsertImage, InsertImage");
   const Layer* l = CurrentLayer();
   ASSERT_EQ(l->last - l->first, 2);
-  RunActions("LayerFirstImage");
-  EXPECT_EQ(Timeline.position, l->first);
-  RunActions("LayerNextImage,LayerNextImage,LayerNextImage");
-  EXPECT_EQ(Timeline.position, l->first + 2) << "no step past the last image";
-  RunActions("LayerPrevImage");
-  EXPECT_EQ(Timeline.position, l->first + 1);
   ASSERT_EQ(Timeline.current, 1) << "the new layer went behind the first";
-  RunActions("NextLayer");
-  EXPECT_EQ(Timeline.current, 1) << "no layer behind the last";
-  RunActions("PrevLayer");
-  EXPECT_EQ(Timeline.current, 0);
-  RunActions("PrevLayer");
-  EXPECT_EQ(Timeline.current, 0);
-  RunActions("NextLayer");
-  EXPECT_EQ(Timeline.current, 1);
+  // Each list of actions, the image it leaves (-1: not looked at) and the layer; no step past
+  // either end.
+  const std::tuple<const char*, int, int> walks[] = {
+      {"LayerFirstImage", 0, 1}, {"LayerNextImage,LayerNextImage,LayerNextImage", 2, 1},
+      {"LayerPrevImage", 1, 1},  {"NextLayer", -1, 1},
+      {"PrevLayer", -1, 0},      {"PrevLayer", -1, 0},
+      {"NextLayer", -1, 1}};
+  for (auto [actions, image, layer] : walks) {
+    RunActions(actions);
+    EXPECT_TRUE(image < 0 || Timeline.position - l->first == image) << actions;
+    EXPECT_EQ(Timeline.current, layer) << actions;
+  }
   const int mode = Timeline.showMode;
   RunActions("DisplayAllLayer");
   EXPECT_NE(Timeline.showMode, mode);

@@ -23,6 +23,8 @@
 namespace vela {
 namespace {
 
+constexpr Pixel kRed = 0xFFFF0000, kBlue = 0xFF0000FF, kGreen = 0xFF00FF00;
+
 std::vector<std::string> g_messages;
 void Record(const char* text) {
   g_messages.emplace_back(text);
@@ -40,9 +42,7 @@ class Project : public ::testing::Test {
     Paths().tempDir = dir_ + "/";
     ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
     Ws.undoMode = 0;
-    ASSERT_EQ(OpenGraphicsBlocks(), 0);
-    ASSERT_TRUE(MakePage(96, 64));
-    ASSERT_TRUE(StartProject());
+    Restart(96, 64);
   }
   void TearDown() override {
     ReleaseProject();
@@ -50,6 +50,14 @@ class Project : public ::testing::Test {
     CacheStop();
     std::filesystem::remove_all(dir_);
     SetMessageSink(old_sink_);
+  }
+  // A fresh project on a new page.
+  static void Restart(int width, int height) {
+    ReleaseProject();
+    ReleasePage();
+    ASSERT_EQ(OpenGraphicsBlocks(), 0);
+    ASSERT_TRUE(MakePage(width, height));
+    ASSERT_TRUE(StartProject());
   }
   // What a drawing primitive does: change pixels and widen the dirty rectangle.
   static void Paint(int x0, int y0, int x1, int y1, Pixel p) {
@@ -61,6 +69,9 @@ class Project : public ::testing::Test {
     SaveUndo();
   }
   static Pixel At(int x, int y) { return GetPixel(Ws.page, x, y); }
+  static std::vector<Pixel> PagePixels() {
+    return {Ws.page->data, Ws.page->data + Ws.page->width * Ws.page->height};
+  }
   static bool Seen(const char* text) {
     for (const auto& m : g_messages)
       if (m == text) return true;

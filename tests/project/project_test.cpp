@@ -1,150 +1,84 @@
 // The project model and undo: layers, positions, stores through the cache, and the one undo slot.
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
+#include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "pixels/block.h"
-#include "pixels/disk_cache.h"
-#include "pixels/primitives.h"
-#include "project/layers.h"
 #include "project/magic.h"
-#include "project/page.h"
-#include "project/undo.h"
 #include "project_fixture.h"
 #include "start/ask.h"
 #include "start/config_store.h"
-#include "start/input.h"
-#include "start/message.h"
 #include "start/parallel.h"
-#include "start/run_paths.h"
-#include "start/workspace.h"
 
 namespace vela {
 namespace {
-
-constexpr Pixel kRed = 0xFFFF0000, kBlue = 0xFF0000FF, kGreen = 0xFF00FF00;
 
 TEST_F(Project, StartsWithOneEmptyLayerAndBoundsLookups) {
   ASSERT_EQ(LayerCount(), 1);
   EXPECT_STREQ(LayerAt(0)->name, "Untitled");
   EXPECT_EQ(LayerAt(-1), nullptr);
   EXPECT_EQ(LayerAt(1), nullptr);
-  EXPECT_EQ(LayerAt(0)->opacity, 255);
   // A new layer at position 7 lives only there.
-  int index = NewLayer("Seven", false, true, 7, true);
-  ASSERT_EQ(index, 1);
-  EXPECT_EQ(LayerAt(1)->first, 7);
-  EXPECT_EQ(LayerAt(1)->last, 7);
-  EXPECT_EQ(Timeline.position, 7);
+  ASSERT_EQ(NewLayer("Seven", false, true, 7, true), 1);
+  EXPECT_EQ(std::tuple(LayerAt(1)->first, LayerAt(1)->last, Timeline.position),
+            std::tuple(7, 7, 7));
   // Sixty-four characters, the most the name Requester takes, are kept whole.
-  std::string name(64, 'n');
-  index = NewLayer(name.c_str(), true, false, 0, true);
-  EXPECT_EQ(std::strlen(LayerAt(index)->name), 64u);
+  const std::string name(64, 'n');
+  EXPECT_EQ(LayerAt(NewLayer(name.c_str(), true, false, 0, true))->name, name);
   EXPECT_EQ(Timeline.current, 2) << "a layer put before the current one pushes it back";
 }
 
-TEST_F(Project, LayersKeepTheirPixelsAcrossMoves) {
-  Paint(10, 10, 20, 20, kRed);
-  const int a = Timeline.current;
-  const int b = NewLayer("B", false, true, 0, true);
-  EXPECT_EQ(At(15, 15), 0u) << "a new layer opens empty";
-  Paint(0, 0, 95, 63, kBlue);
-  ASSERT_EQ(SelectLayer(a, 0, true), 1);
-  EXPECT_EQ(At(15, 15), kRed);
-  EXPECT_EQ(At(30, 30), 0u);
-  ASSERT_EQ(SelectLayer(b, 0, true), 1);
-  EXPECT_EQ(At(30, 30), kBlue);
-  // Hidden layers show again when chosen.
-  LayerAt(a)->flags |= kLayerHidden;
-  SelectLayer(a, 0, true);
-  EXPECT_EQ(LayerAt(a)->flags & kLayerHidden, 0u);
-}
-
-TEST_F(Project, AnEmptyImageStoresNothing) {
+TEST_F(Project, EmptyImagesStoreNothingAndHiddenLayersShowWhenChosen) {
   NewLayer("B", false, true, 0, true);
   SelectLayer(0, 0, true);
   EXPECT_EQ(LayerAt(1)->packedSize, 0);
-  EXPECT_EQ(LayerAt(1)->packedKey, 0);
   EXPECT_EQ(CacheStats(0) + CacheStats(1), 0);
   // Paint that is wiped again stores nothing either.
   Paint(1, 1, 2, 2, kRed);
   Paint(1, 1, 2, 2, 0);
   SelectLayer(1, 0, true);
   EXPECT_EQ(LayerAt(0)->packedSize, 0);
-}
-
-TEST_F(Project, SequencePositionsClampAndKeepEachImage) {
-  Paint(0, 0, 3, 3, kRed);
-  ASSERT_EQ(MakeAnim(0), 1);
-  ASSERT_EQ(InsertImage(2, false), 1);
-  Layer* l = CurrentLayer();
-  ASSERT_NE(l->sequence, nullptr);
-  EXPECT_EQ(l->first, 0);
-  EXPECT_EQ(l->last, 2);
-  ASSERT_EQ(GotoPosition(1, 0), 1);
-  EXPECT_EQ(At(1, 1), 0u) << "inserted images are empty";
-  Paint(5, 5, 6, 6, kGreen);
-  ASSERT_EQ(GotoPosition(9, 0), 1);
-  EXPECT_EQ(Timeline.position, 2) << "the last image stops the move";
-  GotoPosition(-4, 0);
-  EXPECT_EQ(Timeline.position, 0);
-  EXPECT_EQ(At(1, 1), kRed);
-  GotoPosition(1, 0);
-  EXPECT_EQ(At(5, 5), kGreen);
-  EXPECT_EQ(ProjectFirstImage(), 0);
-  EXPECT_EQ(ProjectLastImage(), 2);
+  Paint(10, 10, 20, 20, kRed);
+  LayerAt(1)->flags |= kLayerHidden;
+  NewLayer("C", false, true, 0, true);
+  EXPECT_EQ(At(15, 15), 0u) << "a new layer opens empty";
+  ASSERT_EQ(SelectLayer(1, 0, true), 1);
+  EXPECT_EQ(LayerAt(1)->flags & kLayerHidden, 0u);
+  EXPECT_EQ(At(15, 15), kRed);
 }
 
 // The cache refuses everything: the store fails, the move is abandoned, the work stays.
-const CacheHostOps* g_real = nullptr;
-void* NoSlab(size_t) {
-  return nullptr;
-}
-bool NoWrite(int, const void*, size_t, int64_t) {
-  return false;
-}
-bool NoExtend(int, int64_t) {
-  return false;
-}
-
 TEST_F(Project, AFailedStoreBlocksTheMoveAndLosesNothing) {
   ASSERT_EQ(UserNewLayer("B"), 1);
   PutPixel(Ws.page, 3, 3, 0xFF654321);  // a change that makes no undo step, as qd_writepixel
   ++Stamp;
   CacheHostOps failing = DefaultCacheHostOps();
-  failing.allocSlab = NoSlab;
-  failing.write = NoWrite;
-  failing.extend = NoExtend;
-  auto breakCache = [&] {
+  failing.allocSlab = [](size_t) -> void* { return nullptr; };
+  failing.write = [](int, const void*, size_t, int64_t) { return false; };
+  failing.extend = [](int, int64_t) { return false; };
+  auto cache = [&](bool works) {
     CacheStop();
-    g_real = SetCacheHostOps(&failing);
-    ASSERT_EQ(CacheStartWithLimit(0), 1);
+    SetCacheHostOps(works ? nullptr : &failing);
+    ASSERT_EQ(CacheStartWithLimit(works ? 64 << 20 : 0), 1);
   };
-  breakCache();
+  cache(false);
   UndoStep();
   EXPECT_EQ(LayerCount(), 2) << "the layer undo could not store the page";
   EXPECT_STREQ(Undo.label, "Undo New Layer");
-  SetCacheHostOps(g_real);
-  CacheStop();
-  ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
+  cache(true);
   SelectLayer(0, 0, true);
   Paint(0, 0, 95, 63, 0xFF123456);
   for (int x = 0; x < 96; x += 3) PutPixel(Ws.page, x, x % 64, 0xFF000000u | x * 2654435761u);
-  std::vector<Pixel> before(Ws.page->data, Ws.page->data + 96 * 64);
-  breakCache();
+  const std::vector<Pixel> before = PagePixels();
+  cache(false);
   EXPECT_EQ(SelectLayer(1, 0, true), 0);
   EXPECT_EQ(Timeline.current, 0);
-  EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
-  SetCacheHostOps(g_real);
-  CacheStop();
-  ASSERT_EQ(CacheStartWithLimit(64 << 20), 1);
+  EXPECT_TRUE(PagePixels() == before);
+  cache(true);
   ASSERT_EQ(SelectLayer(1, 0, true), 1) << "the same move succeeds once the cache takes bytes";
   ASSERT_EQ(SelectLayer(0, 0, true), 1);
-  EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
+  EXPECT_TRUE(PagePixels() == before);
 }
 
 TEST_F(Project, UndoSwapsOnlyTheLastStepAndRedoesItself) {
@@ -155,37 +89,31 @@ TEST_F(Project, UndoSwapsOnlyTheLastStepAndRedoesItself) {
   EXPECT_STREQ(Undo.label, "Undo");
   UndoStep();
   EXPECT_STREQ(Undo.label, "Redo");
-  EXPECT_EQ(At(10, 10), kRed);
-  EXPECT_EQ(At(11, 11), kRed) << "the first stroke shows again under the second";
-  EXPECT_EQ(At(20, 20), 0u);
+  // The first stroke shows again under the second.
+  EXPECT_EQ(std::tuple(At(10, 10), At(11, 11), At(20, 20)), std::tuple(kRed, kRed, 0u));
   UndoStep();
   EXPECT_STREQ(Undo.label, "Undo");
-  EXPECT_EQ(At(11, 11), kBlue);
-  EXPECT_EQ(At(20, 20), kBlue);
+  EXPECT_EQ(std::tuple(At(11, 11), At(20, 20)), std::tuple(kBlue, kBlue));
   // A third stroke: the second can no longer be undone.
   Press();
   Paint(50, 50, 51, 51, kGreen);
   UndoStep();
-  EXPECT_EQ(At(50, 50), 0u);
-  EXPECT_EQ(At(20, 20), kBlue);
+  EXPECT_EQ(std::tuple(At(50, 50), At(20, 20)), std::tuple(0u, kBlue));
 }
 
-TEST_F(Project, UndoAtThePageEdgeAndWithNothingDrawn) {
+TEST_F(Project, UndoAtThePageEdgeWithNothingDrawnAndAtALayerChange) {
   Press();
   Paint(90, 60, 95, 63, kRed);  // the grown rectangle passes the corner
   Press();                      // commits a clipped rectangle
   Paint(93, 62, 95, 63, kBlue);
   UndoStep();
-  EXPECT_EQ(At(95, 63), kRed);
-  EXPECT_EQ(At(90, 60), kRed);
+  EXPECT_EQ(std::tuple(At(95, 63), At(90, 60)), std::tuple(kRed, kRed));
   Press(40, 40);
-  std::vector<Pixel> before(Ws.page->data, Ws.page->data + 96 * 64);
+  const std::vector<Pixel> before = PagePixels();
   UndoStep();
   EXPECT_STREQ(Undo.label, "Redo") << "an empty step still flips the label";
-  EXPECT_EQ(std::memcmp(before.data(), Ws.page->data, before.size() * 4), 0);
-}
+  EXPECT_TRUE(PagePixels() == before);
 
-TEST_F(Project, UndoStopsAtALayerChange) {
   Press();
   Paint(0, 0, 5, 5, kRed);
   NewLayer("B", false, true, 0, true);
@@ -195,37 +123,29 @@ TEST_F(Project, UndoStopsAtALayerChange) {
 }
 
 // Manual steps: a press opens a step only once something made undo ready; a right press always.
-TEST_F(Project, ManualModeGathersStrokesUntilReady) {
+TEST_F(Project, ManualModeGathersStrokesUntilReadyAndNoUndoModeHasNone) {
   Ws.undoMode = 1;
   PressUndo(true, false);
   Paint(0, 0, 1, 1, kRed);
   PressUndo(true, false);
   Paint(5, 5, 6, 6, kRed);
   UndoStep();
-  EXPECT_EQ(At(0, 0), 0u) << "both strokes were one step";
-  EXPECT_EQ(At(5, 5), 0u);
+  EXPECT_EQ(std::tuple(At(0, 0), At(5, 5)), std::tuple(0u, 0u)) << "both strokes were one step";
   UndoStep();
   UpdateUndo();  // the script's commit; the next press opens a step
   PressUndo(true, false);
   Paint(10, 10, 11, 11, kBlue);
   UndoStep();
-  EXPECT_EQ(At(0, 0), kRed);
-  EXPECT_EQ(At(10, 10), 0u);
+  EXPECT_EQ(std::tuple(At(0, 0), At(10, 10)), std::tuple(kRed, 0u));
   UndoStep();
   PressUndo(false, true);
   Paint(20, 20, 21, 21, kGreen);
   UndoStep();
-  EXPECT_EQ(At(10, 10), kBlue) << "a right press opened a step";
-  EXPECT_EQ(At(20, 20), 0u);
-  Ws.undoMode = 0;
-}
+  EXPECT_EQ(std::tuple(At(10, 10), At(20, 20)), std::tuple(kBlue, 0u))
+      << "a right press opened a step";
 
-TEST_F(Project, NoUndoModeDoesNothing) {
-  ReleasePage();
   Ws.undoMode = 2;
-  ASSERT_EQ(OpenGraphicsBlocks(), 0);
-  ASSERT_TRUE(MakePage(32, 32));
-  StartProject();
+  Restart(32, 32);
   EXPECT_EQ(Ws.undo, nullptr);
   Press();
   Paint(0, 0, 3, 3, kRed);
@@ -244,12 +164,11 @@ TEST_F(Project, LayerOperationsUndoAndRedo) {
   UndoStep();
   EXPECT_EQ(LayerCount(), 2);
   UserNewLayer("Second");
-  ASSERT_EQ(LayerCount(), 3);
   UndoStep();
   EXPECT_EQ(LayerCount(), 2);
   EXPECT_STREQ(Undo.label, "Redo New Layer");
   UndoStep();
-  EXPECT_EQ(LayerCount(), 3);
+  ASSERT_EQ(LayerCount(), 3);
   EXPECT_STREQ(CurrentLayer()->name, "Second");
 
   // Delete keeps the record; undo brings the layer back with its pixels and selection.
@@ -259,12 +178,10 @@ TEST_F(Project, LayerOperationsUndoAndRedo) {
   EXPECT_EQ(LayerIndexOfId(firstId), -1);
   EXPECT_STREQ(CurrentLayer()->name, "Top") << "the next layer becomes current";
   UndoStep();
-  ASSERT_EQ(LayerIndexOfId(firstId), index);
-  EXPECT_EQ(CurrentLayer()->id, firstId);
-  EXPECT_EQ(At(5, 5), kRed);
+  EXPECT_EQ(std::tuple(LayerIndexOfId(firstId), CurrentLayer()->id, At(5, 5)),
+            std::tuple(index, firstId, kRed));
   UndoStep();
-  EXPECT_EQ(LayerIndexOfId(firstId), -1);
-  EXPECT_EQ(LayerCount(), 2);
+  EXPECT_EQ(std::pair(LayerIndexOfId(firstId), LayerCount()), std::pair(-1, 2));
 }
 
 TEST_F(Project, DeletingTheLastLayerClearsItAndUndoRestoresIt) {
@@ -280,21 +197,28 @@ TEST_F(Project, DeletingTheLastLayerClearsItAndUndoRestoresIt) {
   EXPECT_EQ(At(5, 5), kRed);
 }
 
-TEST_F(Project, MakeAnimAndInsertImageUndo) {
+TEST_F(Project, SequencesClampPositionsKeepEachImageAndUndo) {
   Paint(0, 0, 9, 9, kRed);
   ASSERT_EQ(MakeAnim(2), 1);
-  EXPECT_EQ(CurrentLayer()->last, 2);
+  ASSERT_NE(CurrentLayer()->sequence, nullptr);
   GotoPosition(2, 0);
   EXPECT_EQ(At(5, 5), kRed) << "extra frames copy the first";
+  Paint(20, 20, 21, 21, kGreen);
   GotoPosition(0, 0);
   ASSERT_EQ(InsertImage(1, false), 1);
   EXPECT_EQ(CurrentLayer()->last, 3);
   UndoStep();
   EXPECT_EQ(CurrentLayer()->last, 2);
   UndoStep();
-  EXPECT_EQ(CurrentLayer()->last, 3);
+  EXPECT_EQ(std::tuple(ProjectFirstImage(), ProjectLastImage()), std::tuple(0, 3));
   GotoPosition(1, 0);
-  EXPECT_EQ(At(5, 5), 0u) << "the inserted image follows the current one";
+  EXPECT_EQ(At(5, 5), 0u) << "the inserted image is empty and follows the current one";
+  ASSERT_EQ(GotoPosition(9, 0), 1);
+  EXPECT_EQ(Timeline.position, 3) << "the last image stops the move";
+  EXPECT_EQ(At(20, 20), kGreen);
+  GotoPosition(-4, 0);
+  EXPECT_EQ(Timeline.position, 0);
+  EXPECT_EQ(At(20, 20), 0u);
   // Make Anim on a fresh single image undoes to the single image.
   UserNewLayer("Still");
   Paint(0, 0, 1, 1, kBlue);
@@ -302,61 +226,44 @@ TEST_F(Project, MakeAnimAndInsertImageUndo) {
   UndoStep();
   EXPECT_EQ(CurrentLayer()->sequence, nullptr);
   EXPECT_EQ(At(0, 0), kBlue);
-}
-
-TEST_F(Project, RefillWithoutAZone) {
   EXPECT_EQ(Refill(0), -1);
   EXPECT_TRUE(Seen("Nothing to refill!"));
 }
 
-TEST_F(Project, LayerSettingsAreHeldToTheirRanges) {
+TEST_F(Project, LayerSettingsAndTimeCodes) {
   std::filesystem::create_directories(dir_ + "/configs");
   Paths().homeDir = dir_;
   ConfigOpen("t");
-  ConfigPut("MLayers", "IconRatio", "9");
-  ConfigPut("MLayers", "Scale", "0");
-  ConfigPut("MLayers", "BackgroundColor", "300 2 3");
-  ConfigPut("MLayers", "Background", "check");
+  for (auto [key, value] : {std::pair{"IconRatio", "9"},
+                            {"Scale", "0"},
+                            {"BackgroundColor", "300 2 3"},
+                            {"Background", "check"}})
+    ConfigPut("MLayers", key, value);
   LoadLayerSettings();
-  EXPECT_EQ(LayerSet.iconRatio, 4);
-  EXPECT_EQ(LayerSet.scale, 1);
-  EXPECT_EQ(LayerSet.backgroundColor, 0xFFFF0203u);
+  EXPECT_EQ(
+      std::tuple(LayerSet.iconRatio, LayerSet.scale, LayerSet.backgroundColor, LayerSet.background),
+      std::tuple(4, 1, 0xFFFF0203u, 2));
   EXPECT_EQ(LayerSet.secondBackgroundColor, 0xFFFFFFFFu) << "three numbers leave the second colour";
-  EXPECT_EQ(LayerSet.background, 2);
   SaveLayerSettings();
   char text[64];
   ConfigGet("MLayers", "Background", text, "", sizeof text - 1);
   EXPECT_STREQ(text, "Check");
   ConfigOpen(nullptr);
-}
 
-TEST_F(Project, TimeCodes) {
-  char text[32];
   Ws.frameRate = 25;
-  LayerSet.modeTimeCode = 0;
-  FormatTimeCode(1530, text, sizeof text);
-  EXPECT_STREQ(text, "1530");
-  LayerSet.modeTimeCode = 1;
-  FormatTimeCode(1530, text, sizeof text);  // 1 minute (1500), 1 second (25), 5 frames
-  EXPECT_STREQ(text, " 1:01:05");
-  FormatTimeCode(30, text, sizeof text);
-  EXPECT_STREQ(text, "01:05");
+  for (auto [mode, position, code] :
+       {std::tuple{0, 1530, "1530"}, {1, 1530, " 1:01:05"}, {1, 30, "01:05"}}) {
+    LayerSet.modeTimeCode = mode;  // 1530 is 1 minute (1500), 1 second (25) and 5 frames
+    FormatTimeCode(position, text, sizeof text);
+    EXPECT_STREQ(text, code);
+  }
   LayerSet.modeTimeCode = 0;
 }
-
-}  // namespace
-}  // namespace vela
-
-namespace vela {
-namespace {
 
 // A still background with a small figure moving over it: each image stores only the tiles the
 // figure touches, well under 1% of the raw page, and each reads back as its own.
 TEST_F(Project, ALongAnimationStoresOnlyWhatChanges) {
-  ReleasePage();
-  ASSERT_EQ(OpenGraphicsBlocks(), 0);
-  ASSERT_TRUE(MakePage(640, 480));
-  ASSERT_TRUE(StartProject());
+  Restart(640, 480);
   for (int y = 0; y < 480; ++y) FillRect(Ws.page, 0, y, 639, y, PenPixel(y / 2, 100, 255 - y / 2));
   MarkChanged(0, 0, 639, 479);
   constexpr int kFrames = 60;
@@ -380,12 +287,6 @@ TEST_F(Project, ALongAnimationStoresOnlyWhatChanges) {
   }
 }
 
-}  // namespace
-}  // namespace vela
-
-namespace vela {
-namespace {
-
 std::vector<int> g_answers;
 std::vector<std::string> g_titles;
 int Answer(const char* title, int* value, int minimum, int maximum) {
@@ -397,8 +298,7 @@ int Answer(const char* title, int* value, int minimum, int maximum) {
 }
 
 TEST(MagicNumberPanel, KnownCodesAskForTheirValueAndOthersDoNothing) {
-  AskHandlers handlers{};
-  handlers.askNumber = Answer;
+  const AskHandlers handlers{.askNumber = Answer};
   const AskHandlers* old = SetAskHandlers(&handlers);
   g_answers = {1025, 3};
   MagicNumber();

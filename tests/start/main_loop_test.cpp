@@ -1,6 +1,7 @@
 // The event path and the main loop, driven by headless event files on the virtual clock.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -33,12 +34,8 @@ HostEvent Press(int x, HostEventType type = HostEventType::ButtonDown, uint32_t 
 class LoopTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    HostConfig hc;
-    hc.headless = true;
-    hc.width = 200;
-    hc.height = 100;
     std::string err;
-    ASSERT_TRUE(HostOpen(hc, &err)) << err;
+    ASSERT_TRUE(HostOpen({true, 200, 100}, &err)) << err;
     ResetInput();
     Ws = Workspace{};
     Input() = InputHooks{};
@@ -64,6 +61,12 @@ class LoopTest : public ::testing::Test {
     std::string err;
     ASSERT_TRUE(HostLoadEvents(text, &err)) << err;
   }
+  // The main loop on these events, to their end.
+  void Run(const std::string& text) {
+    Load(text);
+    HostHoldOpen(false);
+    MainLoop();
+  }
   // Reads one batch and dispatches it, as the loop does before a tool step; the click of the batch
   // before has been stepped.
   int Batch() {
@@ -79,7 +82,7 @@ class LoopTest : public ::testing::Test {
   Record rec_;
 };
 
-TEST_F(LoopTest, ButtonEdgesEndTheBatchAndAreNeverMerged) {
+TEST_F(LoopTest, ButtonEdgesEndTheBatchAndASecondButtonWaits) {
   Load("move 10 10\nmove 11 10\ndown left\nup left\nmove 12 12\n");
   EXPECT_EQ(Batch(), 1);  // two moves then the press: the press ends the batch
   EXPECT_EQ(Now(), (Buttons{1, 0, 1, 1, 11}));
@@ -88,9 +91,7 @@ TEST_F(LoopTest, ButtonEdgesEndTheBatchAndAreNeverMerged) {
   EXPECT_EQ(Batch(), -1);  // only a move
   EXPECT_EQ(In.winX, 12);
   EXPECT_EQ(Batch(), 0);
-}
-
-TEST_F(LoopTest, SecondButtonIsIgnoredUntilTheFirstIsUp) {
+  // A second button is ignored until the first is up.
   Load("down right\ndown left\n");
   Batch();
   EXPECT_EQ(Now(), (Buttons{0, 1, 0, 2, 0}));
@@ -112,12 +113,21 @@ TEST_F(LoopTest, AltLeftDrawsAsRightAndReleasesAsRight) {
   EXPECT_EQ(e.code, kRightUp);
 }
 
-TEST_F(LoopTest, WheelIsIgnoredDuringAStroke) {
+TEST_F(LoopTest, WheelIsIgnoredDuringAStrokeAndKeysWhileTheDisplayIsLocked) {
   Input().wheelTool = [](int s) { g_rec->wheel.push_back(s); };
   Load("wheel 1\ndown left\nwheel -1\nup left\nwheel -2\n");
   while (Batch() != 0) {
   }
   EXPECT_EQ(rec_.wheel, (std::vector<int>{1, -1}));
+
+  // A locked display listens only for Space.
+  RecordKeys();
+  DisplayLocked = 1;
+  Load("key A\nkey Space\nkey B\n");
+  while (Batch() != 0) {
+  }
+  EXPECT_EQ(DisplayLocked, 0);
+  EXPECT_EQ(rec_.keys, (std::vector<int>{kKeySpace + kKeyRelease, 'B', 'B' + kKeyRelease}));
 }
 
 TEST_F(LoopTest, InjectedEventsWaitForTheButtonRelease) {
@@ -129,9 +139,7 @@ TEST_F(LoopTest, InjectedEventsWaitForTheButtonRelease) {
     }
     if (In.clickState == -1) g_rec->log.push_back("release");
   });
-  Load("move 5 5\ndown left\nmove 6 6\nwait 100\nmove 7 7\nwait 100\nup left\nwait 50\n");
-  HostHoldOpen(false);
-  MainLoop();
+  Run("move 5 5\ndown left\nmove 6 6\nwait 100\nmove 7 7\nwait 100\nup left\nwait 50\n");
   EXPECT_EQ(rec_.log, (std::vector<std::string>{"press", "release", "paste"}));
 }
 
@@ -147,14 +155,10 @@ TEST_F(LoopTest, IdleStagesFireInOrderOnTheVirtualClock) {
   };
   // A dot changes the image, which is what the refresh stage looks for.
   SetPointStep([] { Stamp += In.leftEdge; });
-  Load("move 1 1\ndown left\nup left\nwait 3000\nmove 2 2\n");
-  HostHoldOpen(false);
-  MainLoop();
+  Run("move 1 1\ndown left\nup left\nwait 3000\nmove 2 2\n");
   RemoveIdleFunction(refresh);
   ASSERT_EQ(rec_.log, (std::vector<std::string>{"bubble", "refresh", "cache"}));
-  EXPECT_NEAR(rec_.times[0], 0.45, 0.021);
-  EXPECT_NEAR(rec_.times[1], 0.50, 0.021);
-  EXPECT_NEAR(rec_.times[2], 2.50, 0.021);
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(rec_.times[i], (std::array{0.45, 0.5, 2.5}[i]), 0.021);
   EXPECT_EQ(writes, 3);  // writing goes on while the cache has more
 }
 
@@ -190,46 +194,28 @@ TEST_F(LoopTest, UserLockHoldsBackOnlyTheUsersInput) {
   EXPECT_EQ(In.winX, 7);
 }
 
-TEST_F(LoopTest, LockedDisplayOnlyListensForSpace) {
-  RecordKeys();
-  DisplayLocked = 1;
-  Load("key A\nkey Space\nkey B\n");
-  while (Batch() != 0) {
-  }
-  EXPECT_EQ(DisplayLocked, 0);
-  EXPECT_EQ(rec_.keys, (std::vector<int>{kKeySpace + kKeyRelease, 'B', 'B' + kKeyRelease}));
-}
-
 TEST_F(LoopTest, HookStepDecidesWhetherTheToolRuns) {
-  static int toolRuns, ends;
-  toolRuns = ends = 0;
-  static int answer;
+  static int toolRuns, ends, answer, points;
+  toolRuns = ends = points = 0;
   SetToolHandler(kToolDraw, [] { ++toolRuns; });
-  ToolHook hook;
-  hook.step = [] { return answer; };
-  hook.end = [] { ++ends; };
+  ToolHook hook{.step = [] { return answer; }, .end = [] { ++ends; }};
   SetToolHook(&hook);
-  answer = 0;
-  ToolStep();
-  EXPECT_EQ(toolRuns, 0);
-  answer = kRunTool;
-  ToolStep();
-  EXPECT_EQ(toolRuns, 1);
+  for (int a : {0, kRunTool}) {
+    answer = a;
+    ToolStep();
+    EXPECT_EQ(toolRuns, a == kRunTool) << a;
+  }
   SetToolHook(&hook);  // a new hook ends the old one
   EXPECT_EQ(ends, 1);
   SetToolHook(nullptr);
   EXPECT_EQ(ends, 2);
-  EXPECT_EQ(CurrentToolHook(), nullptr);
   // Tools beyond the table and those without a handler take the point step.
-  static int points;
-  points = 0;
   SetPointStep([] { ++points; });
-  SelectTool(99);
-  ToolStep();
-  SelectTool(kToolLine);
-  ToolStep();
-  EXPECT_EQ(points, 2);
-  EXPECT_EQ(toolRuns, 1);
+  for (int tool : {99, int{kToolLine}}) {
+    SelectTool(tool);
+    ToolStep();
+  }
+  EXPECT_EQ(std::pair(points, toolRuns), std::pair(2, 1));
 }
 
 TEST_F(LoopTest, TabletPressureIsHeldForTenEventsThenDefaults) {
@@ -237,24 +223,20 @@ TEST_F(LoopTest, TabletPressureIsHeldForTenEventsThenDefaults) {
   packetsLeft = 2;
   Tablet().open = true;
   Tablet().source = [](HostTabletPacket* out, int) {
-    if (packetsLeft-- <= 0) return 0;
-    out[0] = HostTabletPacket{};
-    out[0].pressure = 512;
-    out[0].pressureMax = 1023;
-    out[0].x = (3 << 16) + 0x4000;  // sub-pixel from the pen
-    return 1;
+    out[0] = {.x = (3 << 16) + 0x4000, .pressure = 512};  // sub-pixel from the pen
+    return packetsLeft-- > 0 ? 1 : 0;
   };
   std::vector<int> pressures;
+  InputEvent first{};
   for (int i = 0; i < 14; ++i) {
     InputEvent e{};
     TabletRead(&e);
     pressures.push_back(e.pressure);
-    // Equal pressure fields mark a tablet.
-    if (i == 0) {
-      EXPECT_EQ((std::tuple{e.pressureLow, e.x, e.moved}),
-                (std::tuple{e.pressure, (3 << 16) + 0x4000, 1}));
-    }
+    if (i == 0) first = e;
   }
+  // Equal pressure fields mark a tablet.
+  EXPECT_EQ(std::tuple(first.pressureLow, first.x, first.moved),
+            std::tuple(first.pressure, (3 << 16) + 0x4000, 1));
   std::vector<int> want(12, 512 * 255 / 1023);
   want.insert(want.end(), {255, 255});
   EXPECT_EQ(pressures, want);
@@ -263,14 +245,11 @@ TEST_F(LoopTest, TabletPressureIsHeldForTenEventsThenDefaults) {
   InputEvent e{};
   TabletRead(&e);
   EXPECT_EQ((std::pair{e.pressure, e.pressureLow}), (std::pair{255, 0}));
-}
 
-TEST_F(LoopTest, EventFilePressureReachesOnlyTheEventsAfterIt) {
+  // An event file's pressure reaches only the events after it, even all at one virtual time.
   Tablet().open = true;
   Tablet().source = HostTabletPackets;
-  // All at one virtual time: the first move must not read the pressure given behind it.
   Load("move 3 3\npressure 100\nmove 4 4\ndown left\npressure none\nmove 5 5\n");
-  InputEvent e;
   ASSERT_TRUE(PollEvent(0, &e));
   EXPECT_EQ((std::pair{e.pressure, e.pressureLow}), (std::pair{255, 0}));
   Batch();
@@ -294,18 +273,14 @@ TEST_F(LoopTest, APressReadInsideTheIdleStageIsStepped) {
     if (In.leftEdge) g_rec->keys.push_back(In.winX);
   });
   Stamp += 1;  // the refresh stage runs only for a changed image
-  Load("move 1 1\nwait 5000\n");
-  HostHoldOpen(false);
-  MainLoop();
+  Run("move 1 1\nwait 5000\n");
   RemoveIdleFunction(click);
   EXPECT_EQ(rec_.keys, (std::vector<int>{3, 5}));
 }
 
 TEST_F(LoopTest, TheBatchThatBringsTheQuitIsStepped) {
   SetPointStep([] { g_rec->keys.push_back(In.winX); });
-  Load("move 10 10\ndown left\nmove 20 20\nmove 30 30\n");
-  HostHoldOpen(false);
-  MainLoop();
+  Run("move 10 10\ndown left\nmove 20 20\nmove 30 30\n");
   ASSERT_FALSE(rec_.keys.empty());
   EXPECT_EQ(rec_.keys.back(), 30);
 }

@@ -64,12 +64,11 @@ TEST_F(ParallelRowsTest, ChunksCoverEveryRowOnceInOrder) {
 }
 
 TEST_F(ParallelRowsTest, WorkerCountComesFromTheEnvironmentAndIsCapped) {
-  SetWorkerCount(0);
-  setenv("NUMBER_OF_PROCESSORS", "1000", 1);
-  EXPECT_EQ(WorkerCount(), 64);
-  SetWorkerCount(0);
-  setenv("NUMBER_OF_PROCESSORS", "0", 1);
-  EXPECT_EQ(WorkerCount(), 1);
+  for (auto [processors, workers] : {std::pair{"1000", 64}, {"0", 1}}) {
+    SetWorkerCount(0);
+    setenv("NUMBER_OF_PROCESSORS", processors, 1);
+    EXPECT_EQ(WorkerCount(), workers);
+  }
   SetWorkerCount(0);
   unsetenv("NUMBER_OF_PROCESSORS");
   EXPECT_GE(WorkerCount(), 1);
