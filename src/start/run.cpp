@@ -197,6 +197,8 @@ KeptScreen g_kept;
 void EndOfRunOutputs() {
   const CommandLine& cl = g_run.commandLine;
   if (!cl.screenshot.empty()) {
+    // Events of a feed come back to back; the Windows get the idle moment a person would see.
+    if (g_kept.pixels.empty() && Loop().windowTick) Loop().windowTick();
     HostScreen s = HostFramebuffer();
     if (!g_kept.pixels.empty())
       s = {g_kept.width, g_kept.height, g_kept.width, g_kept.pixels.data()};
