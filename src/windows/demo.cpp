@@ -180,7 +180,7 @@ bool DemoWindowOpen() {
 
 Window* OpenDemoWindow() {
   if (DemoWindowOpen()) {
-    WindowToFront(g_demo);
+    RaiseWindow(g_demo);
     return g_demo;
   }
   Window* w = CreateWindow(kDemoWidth, kDemoHeight, 0);

@@ -251,7 +251,7 @@ bool KeymapWindowOpen() {
 
 Window* OpenKeymapWindow() {
   if (KeymapWindowOpen()) {
-    WindowToFront(g.window);
+    RaiseWindow(g.window);
     return g.window;
   }
   Window* w = CreateWindow(kWidth, kHeight, 0);

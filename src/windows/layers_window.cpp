@@ -865,7 +865,7 @@ Window* MixerWindow() {
 
 Window* OpenMixer() {
   if (MixerOpen()) {
-    WindowToFront(g.window);
+    RaiseWindow(g.window);
     return g.window;
   }
   Geometry geo = g.geo[g.form];

@@ -369,7 +369,7 @@ Window* PressureWindow() {
 
 Window* OpenPressure() {
   if (g_pressure.Open()) {
-    WindowToFront(g_pressure.window);
+    RaiseWindow(g_pressure.window);
     return g_pressure.window;
   }
   Window* w = g_pressure.Create(kPressureW, kPressureH, "Pressure", g_pressureTable,
@@ -391,7 +391,7 @@ Window* GridWindow() {
 
 Window* OpenGrid() {
   if (g_grid.Open()) {
-    WindowToFront(g_grid.window);
+    RaiseWindow(g_grid.window);
     return g_grid.window;
   }
   BuildGridTable();

@@ -646,7 +646,7 @@ Window* ToolbarWindow() {
 
 Window* OpenToolbar() {
   if (ToolbarOpen()) {
-    WindowToFront(g_bar);
+    RaiseWindow(g_bar);
     return g_bar;
   }
   Window* w = CreateWindow(kWidth, kHeight, 0);

@@ -612,7 +612,7 @@ bool ToolsLarge() {
 
 Window* OpenTools() {
   if (ToolsOpen()) {
-    WindowToFront(g_window);
+    RaiseWindow(g_window);
     return g_window;
   }
   return Build();

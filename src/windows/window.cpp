@@ -278,6 +278,12 @@ void WindowToFront(Window* window) {
   ShowWindowRect(window, window->left, window->top, window->width, window->height);
 }
 
+void RaiseWindow(Window* window) {
+  if (!WindowListed(window)) return;
+  if (!window->shown) ShowWindow(window);
+  WindowToFront(window);
+}
+
 void WindowToBack(Window* window) {
   if (!WindowListed(window) || (window->flags & kWinAtBack)) return;
   // Behind everything but the Windows that always stay at the back.

@@ -150,6 +150,8 @@ void ShowWindow(Window* window);
 void HideWindow(Window* window);
 void MoveWindow(Window* window, int x, int y);
 void WindowToFront(Window* window);
+// An open Window asked for again: shown if hidden (F12), and brought to the front.
+void RaiseWindow(Window* window);
 void WindowToBack(Window* window);
 
 // Where a new Window is centred when set and on the screen; cleared by CreateWindow.

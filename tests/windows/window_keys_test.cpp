@@ -76,8 +76,13 @@ TEST_F(WindowKeys, F12HidesAndShowsTheWindowsAndCtrlF12ClosesThem) {
 TEST_F(WindowKeys, TheDemoHasTheFreeCtrlShiftF12) {
   Drive("key ctrl+shift+F12");
   EXPECT_TRUE(DemoWindowOpen());
-  Drive("key ctrl+shift+F12");
+  // An open Window asked for while F12 hides them all shows again, and only it.
+  Drive("key F12");
+  EXPECT_TRUE(OpenDemoWindow()->shown);
+  EXPECT_FALSE(front_->shown);
+  Drive("key ctrl+shift+F12\nkey F12");
   EXPECT_FALSE(DemoWindowOpen());
+  EXPECT_TRUE(front_->shown);
   ASSERT_TRUE(SetKeyBinding(&CurrentKeyMap(), "ctrl shift F12", "HideShowWindows"));
   Drive("key ctrl+shift+F12");
   EXPECT_FALSE(DemoWindowOpen());
