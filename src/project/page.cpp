@@ -110,6 +110,8 @@ void SetPageArea(int left, int top, int right, int bottom) {
   g_marginBottom = std::max(bottom, 0);
 }
 
+void (*AfterRedrawAll)() = nullptr;
+
 void RedrawAll() {
   HostScreen s = HostFramebuffer();
   if (!s.pixels || DisplayLocked) return;
@@ -123,6 +125,7 @@ void RedrawAll() {
   }
   HostPresent(0, 0, s.width, s.height);
   if (Ws.page && !Ws.noPage) ShowPage(0, 0, Ws.page->width, Ws.page->height);
+  if (AfterRedrawAll) AfterRedrawAll();
 }
 
 void ReleasePage() {

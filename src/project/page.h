@@ -17,8 +17,10 @@ bool RecenterPage();
 // The part of the screen the page may use: what the menu bar leaves. Margins in screen pixels.
 void SetPageArea(int left, int top, int right, int bottom);
 
-// Redraws the screen: the interface background and the page on it.
+// Redraws the screen: the interface background and the page on it, then what lies over them.
 void RedrawAll();
+// The Windows over the screen, put back after a full redraw; null without a window system.
+extern void (*AfterRedrawAll)();
 
 // Frees every page-sized Block.
 void ReleasePage();

@@ -10,6 +10,7 @@
 #include "host/font.h"
 #include "host/host.h"
 #include "project/compose.h"
+#include "project/page.h"
 #include "start/actions.h"
 #include "start/input.h"
 #include "start/key_map.h"
@@ -130,6 +131,7 @@ void InstallWindowSystem() {
   Loop().closeBubble = CloseBubbleAndRest;
   Loop().windowTick = WindowsTick;
   PageCoversHook = WindowCovers;
+  AfterRedrawAll = RestoreWindows;
   // The page is clipped to the Windows, but the brush cursor, rubber bands and a full redraw
   // still write over them.
   Loop().afterToolStep = RestoreWindows;
@@ -146,6 +148,7 @@ void ReleaseWindowSystem() {
   RemoveActions(kActions);
   if (UnboundKeyHook == KeyToFrontWindow) UnboundKeyHook = nullptr;
   if (PageCoversHook == WindowCovers) PageCoversHook = nullptr;
+  if (AfterRedrawAll == RestoreWindows) AfterRedrawAll = nullptr;
 }
 
 }  // namespace vela

@@ -38,6 +38,21 @@ TEST_F(Windows, TheDemoOpensFromItsKeyAndItsGadgetsAnswer) {
   EXPECT_EQ(a.Rgb(440, 310), b.Rgb(440, 310));      // beside the Window: the same screen
 }
 
+// A project opened at the start redraws the screen, and the Windows opened by the settings stay
+// on it: the Tools window keeps its title bar over the new page.
+TEST_F(Windows, AProjectOpenedAtTheStartKeepsTheWindowsOnTheScreen) {
+  const std::string project = (dir_ / "p.vel").string();
+  Write("save.vcmd", "qd_saveproject " + project + "\n");
+  ASSERT_EQ(Run("PageWidth=320 PageHeight=200 --script save.vcmd"), 0) << Err();
+  fs::create_directories(dir_ / "home" / "configs");
+  std::ofstream(dir_ / "home" / "configs" / "Standard.ini", std::ios::app)
+      << "\n[Pens]\nWIN_X=559\nWIN_Y=355\nDisplay=ON\n";
+  ASSERT_EQ(Run("PageWidth=640 PageHeight=480 --screenshot s.png " + project), 0) << Err();
+  Png png;
+  ASSERT_TRUE(ReadPng(dir_ / "s.png", &png));
+  EXPECT_EQ(png.Rgb(559 + 60, 355 + 8), 0x000080u);
+}
+
 using RealWindows = RealWindow;
 
 TEST_F(RealWindows, ARealPointerDragGivesTheScreenOfTheHeadlessRun) {
