@@ -15,7 +15,6 @@ namespace vela {
 CommandArgsRecord CommandArgs{};
 int BracketMode = 0;
 int ResultWritten = 0;
-int GaugeEnabled = 1;
 
 namespace {
 

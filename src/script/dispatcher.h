@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include "start/gauge.h"  // GaugeEnabled, which qd_gauge switches
+
 namespace vela {
 
 constexpr size_t kResultSize = 260;     // result text with its NUL
@@ -47,7 +49,6 @@ extern CommandArgsRecord CommandArgs;
 
 extern int BracketMode;    // 1 while a bracket line runs
 extern int ResultWritten;  // non-zero once the handler has answered
-extern int GaugeEnabled;
 
 // A command (a plain line, or one group of a bracket line) over kWorkSize - 1 bytes is not run: it
 // answers as an unknown command does.

@@ -15,8 +15,10 @@ int g_held = 0;
 int g_pollHeld = 0;
 }  // namespace
 
+int GaugeEnabled = 1;
+
 void OpenGauge(const char* title) {
-  if (g_held > 0) return;
+  if (g_held > 0 || !GaugeEnabled) return;
   BreakFlag = 0;
   g_gauge->open(title ? title : "");
 }

@@ -11,6 +11,10 @@ struct GaugeHandlers {
   void (*close)();
 };
 
+// 0 with the start-up word NOGAUGE or after qd_gauge off: OpenGauge does nothing, not even
+// clear the stop flag; the updates still poll.
+extern int GaugeEnabled;
+
 void OpenGauge(const char* title);
 void GaugeUpdate(int done, int total);
 void CloseGauge();

@@ -344,8 +344,11 @@ TEST_F(Requesters, TheGaugeFillsItsBarAndStops) {
   OpenGauge("Held");
   ReleaseGauge();
   GaugeEnabled = 0;
+  SetGaugeStop(true);
   OpenGauge("Off");
   EXPECT_EQ(GaugeWindow(), nullptr);
+  EXPECT_TRUE(GaugeStopped()) << "a gauge that is off does nothing, not even clear the stop";
+  SetGaugeStop(false);
 }
 
 }  // namespace
