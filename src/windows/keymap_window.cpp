@@ -172,7 +172,10 @@ std::string AskFile(const char* title, bool addCfg) {
   char path[1024] = "";
   if (!AskText(title, path, sizeof path) || !path[0]) return {};
   std::string p = path;
-  if (addCfg && (p.size() < 4 || strcasecmp(p.c_str() + p.size() - 4, ".cfg") != 0)) p += ".cfg";
+  // A folder's name stays one, and its save says it cannot be a file.
+  const bool folder = p.back() == '/' || p.back() == '\\';
+  if (addCfg && !folder && (p.size() < 4 || strcasecmp(p.c_str() + p.size() - 4, ".cfg") != 0))
+    p += ".cfg";
   return p;
 }
 

@@ -130,6 +130,9 @@ TEST_F(KeymapWindow, SaveAndLoadGoThroughACfgFile) {
   g_path = (dir / "no" / "keys").string();
   Click(kSave);
   EXPECT_FALSE(std::filesystem::exists(dir / "no"));
+  g_path = dir.string() + "/";  // a folder is no file, and no hidden ".cfg" in it either
+  Click(kSave);
+  EXPECT_FALSE(std::filesystem::exists(dir / ".cfg"));
   Click(kClear);
   g_path = (dir / "mine").string();
   Click(kLoad);
@@ -138,6 +141,7 @@ TEST_F(KeymapWindow, SaveAndLoadGoThroughACfgFile) {
   Click(kOk);
   EXPECT_EQ(said,
             (std::vector<std::string>{(dir / "no" / "keys.cfg").string() + "\nCan't open file",
+                                      dir.string() + "/\nCan't open file",
                                       (dir / "mine").string() + "\nFile not found!"}));
   EXPECT_EQ(Bound("="), "DisplayAllLayer,Quit");
   EXPECT_EQ(Bound("u"), "Undo");
