@@ -135,19 +135,6 @@ Pixel Sys(int index) {
   return p ? p : kDefaultSysColors[index];
 }
 
-Gadget Row(int l, int t, int r, int b, int id, uint32_t flags, const char* label = nullptr,
-           const char* help = nullptr, int labelFlags = kLabelInside) {
-  Gadget gd;
-  gd.left = static_cast<int16_t>(l), gd.top = static_cast<int16_t>(t);
-  gd.right = static_cast<int16_t>(r), gd.bottom = static_cast<int16_t>(b);
-  gd.id = id;
-  gd.flags = flags;
-  gd.label = label;
-  gd.help = help;
-  gd.labelFlags = label ? labelFlags : 0;
-  return gd;
-}
-
 // ---- The time-line -----------------------------------------------------------------------------
 // The cells are positions of the one time-line, from firstCell on; the current layer's images
 // are the cells from its first to its last position, the others stand empty.
@@ -182,12 +169,12 @@ void ShownSpan(const Layer* l, int* first, int* last) {
 void Layout(int W, int H) {
   int n = 0;
   auto add = [&](const Gadget& gd) { g_table[n++] = gd; };
-  add(Row(0, 0, W - 1, H - 1, kGadFrame, kBox));
-  add(Row(2, 2, 19, 19, kGadClose, 0));
-  add(Row(20, 2, W - 58, 19, kGadTitle, 0));
-  add(Row(W - 57, 2, W - 40, 19, kGadMinimize, 0));
-  add(Row(W - 39, 2, W - 22, 19, kGadMaximize, 0));
-  add(Row(W - 21, 2, W - 3, 19, kGadDepth, 0));
+  add(GadgetRow(0, 0, W - 1, H - 1, kGadFrame, kBox));
+  add(GadgetRow(2, 2, 19, 19, kGadClose, 0));
+  add(GadgetRow(20, 2, W - 58, 19, kGadTitle, 0));
+  add(GadgetRow(W - 57, 2, W - 40, 19, kGadMinimize, 0));
+  add(GadgetRow(W - 39, 2, W - 22, 19, kGadMaximize, 0));
+  add(GadgetRow(W - 21, 2, W - 3, 19, kGadDepth, 0));
   if (g.form == 1)
     g_table[3].flags |= kGadSelected;
   else
@@ -206,7 +193,7 @@ void Layout(int W, int H) {
       label = Timeline.showMode == 1
                   ? (TextWidth("Show Current") <= bw - 6 ? "Show Current" : "Cur")
                   : label;
-    Gadget gd = Row(x, y, x + bw - 1, y + 17, kBtnFirst + i, kGadPair3, label, b.help);
+    Gadget gd = GadgetRow(x, y, x + bw - 1, y + 17, kBtnFirst + i, kGadPair3, label, b.help);
     gd.action = b.action;
     add(gd);
   }
@@ -225,88 +212,92 @@ void Layout(int W, int H) {
     const int index = g.firstRow + r;
     const Layer* l = LayerAt(index);
     const int top = g.listY0 + 1 + r * kRowH, mid = top + kRowH / 2;
-    Gadget hide = Row(g.listX0 + 3, mid - 8, g.listX0 + 18, mid + 8, kRowHide + r,
-                      kGadSwitchLabel | kGadNoPressLook | kGadActOnPress, nullptr,
-                      "Show or hide\xA7\n\nTicked: the layer shows.\nClick to hide or show it.");
+    Gadget hide =
+        GadgetRow(g.listX0 + 3, mid - 8, g.listX0 + 18, mid + 8, kRowHide + r,
+                  kGadSwitchLabel | kGadNoPressLook | kGadActOnPress, nullptr,
+                  "Show or hide\xA7\n\nTicked: the layer shows.\nClick to hide or show it.");
     if (!(l->flags & kLayerHidden)) hide.flags |= kGadSelected;
     add(hide);
     const int x1 = g.listX1 - 4;
     std::snprintf(g_percent[r], sizeof g_percent[r], "%d%%", PercentFromOpacity(l->opacity));
-    add(Row(x1 - 17, mid - 9, x1, mid + 8, kRowOpPlus + r, kGadRepeat, "+",
-            "More opacity\xA7\n\nHold for faster steps\nof 5%."));
-    add(Row(x1 - 61, mid - 9, x1 - 19, mid + 8, kRowOpValue + r, kGadInert | kGadColour,
-            g_percent[r]));
+    add(GadgetRow(x1 - 17, mid - 9, x1, mid + 8, kRowOpPlus + r, kGadRepeat, "+",
+                  "More opacity\xA7\n\nHold for faster steps\nof 5%."));
+    add(GadgetRow(x1 - 61, mid - 9, x1 - 19, mid + 8, kRowOpValue + r, kGadInert | kGadColour,
+                  g_percent[r]));
     g_table[n - 1].colour = kWhite;
-    add(Row(x1 - 79, mid - 9, x1 - 63, mid + 8, kRowOpMinus + r, kGadRepeat, "-",
-            "Less opacity\xA7\n\nHold for faster steps\nof 5%."));
+    add(GadgetRow(x1 - 79, mid - 9, x1 - 63, mid + 8, kRowOpMinus + r, kGadRepeat, "-",
+                  "Less opacity\xA7\n\nHold for faster steps\nof 5%."));
   }
-  add(Row(g.listX1 + 2, g.listY0, W - 5, (g.listY0 + g.listY1) / 2 - 1, kListUp, kGadRepeat, "\x5E",
-          "Scroll up\xA7\n\nThe layers in front."));
-  add(Row(g.listX1 + 2, (g.listY0 + g.listY1) / 2 + 1, W - 5, g.listY1, kListDown, kGadRepeat, "v",
-          "Scroll down\xA7\n\nThe layers behind."));
-  add(Row(g.listX0, g.listY0, g.listX1, g.listY1, kList, kGadActOnPress | kGadNoPressLook, nullptr,
-          "Layers\xA7\n\nFront layer at the top.\nClick to select, double\nclick to rename, drag "
-          "to\nmove a layer."));
+  add(GadgetRow(g.listX1 + 2, g.listY0, W - 5, (g.listY0 + g.listY1) / 2 - 1, kListUp, kGadRepeat,
+                "\x5E", "Scroll up\xA7\n\nThe layers in front."));
+  add(GadgetRow(g.listX1 + 2, (g.listY0 + g.listY1) / 2 + 1, W - 5, g.listY1, kListDown, kGadRepeat,
+                "v", "Scroll down\xA7\n\nThe layers behind."));
+  add(GadgetRow(
+      g.listX0, g.listY0, g.listX1, g.listY1, kList, kGadActOnPress | kGadNoPressLook, nullptr,
+      "Layers\xA7\n\nFront layer at the top.\nClick to select, double\nclick to rename, drag "
+      "to\nmove a layer."));
 
-  add(Row(4, capY0, W - 5, capY1, kCaption, kGadInert, g_caption));
+  add(GadgetRow(4, capY0, W - 5, capY1, kCaption, kGadInert, g_caption));
   g_table[n - 1].labelFlags = kLabelInside;
 
   g.cellsX0 = 24, g.cellsX1 = W - 25;
   g.cells = std::max(1, (g.cellsX1 - g.cellsX0 + 1) / kCellW);
-  add(Row(4, g.cellsY0, 21, g.cellsY1, kTlLeft, kGadRepeat, "<",
-          "Earlier images\xA7\n\nScrolls the time-line\nto the left."));
-  add(Row(W - 22, g.cellsY0, W - 5, g.cellsY1, kTlRight, kGadRepeat, ">",
-          "Later images\xA7\n\nScrolls the time-line\nto the right."));
+  add(GadgetRow(4, g.cellsY0, 21, g.cellsY1, kTlLeft, kGadRepeat, "<",
+                "Earlier images\xA7\n\nScrolls the time-line\nto the left."));
+  add(GadgetRow(W - 22, g.cellsY0, W - 5, g.cellsY1, kTlRight, kGadRepeat, ">",
+                "Later images\xA7\n\nScrolls the time-line\nto the right."));
   // The handle and the bar come before the cells, which they lie over.
   if (const Layer* l = CurrentLayer()) {
     int first, last;
     ShownSpan(l, &first, &last);
     const int x0 = std::max(CellLeft(first), g.cellsX0), x1 = CellLeft(last) + kCellW - 2;
     if (last >= g.firstCell && last < g.firstCell + g.cells)
-      add(Row(x1 - kGripW, g.cellsY0, x1, g.cellsY1 - 1, kEndGadget,
-              kGadActOnPress | kGadNoPressLook, nullptr,
-              "Layer length\xA7\n\nDrag the right end to add\nor remove images at the end.\nNew "
-              "images repeat the\nlast one."));
-    if (x0 <= std::min(x1, g.cellsX1))
-      add(Row(x0, g.cellsY0, std::min(x1, g.cellsX1), g.cellsY0 + kBarH, kBarGadget,
-              kGadActOnPress | kGadNoPressLook, nullptr,
-              "Layer in time\xA7\n\nDrag the bar to move the\nlayer along the time-line.\nDrag "
-              "it back to leave\nit where it was."));
-  }
-  add(Row(g.cellsX0, g.cellsY0, g.cellsX1, g.cellsY1, kCells, kGadActOnPress | kGadNoPressLook,
+      add(GadgetRow(
+          x1 - kGripW, g.cellsY0, x1, g.cellsY1 - 1, kEndGadget, kGadActOnPress | kGadNoPressLook,
           nullptr,
-          "Time-line\xA7\n\nThe images of the current\nlayer. Click to go to one,\nshift-click or "
-          "drag to\nselect a range, ctrl-drag\nto move an image."));
+          "Layer length\xA7\n\nDrag the right end to add\nor remove images at the end.\nNew "
+          "images repeat the\nlast one."));
+    if (x0 <= std::min(x1, g.cellsX1))
+      add(GadgetRow(
+          x0, g.cellsY0, std::min(x1, g.cellsX1), g.cellsY0 + kBarH, kBarGadget,
+          kGadActOnPress | kGadNoPressLook, nullptr,
+          "Layer in time\xA7\n\nDrag the bar to move the\nlayer along the time-line.\nDrag "
+          "it back to leave\nit where it was."));
+  }
+  add(GadgetRow(
+      g.cellsX0, g.cellsY0, g.cellsX1, g.cellsY1, kCells, kGadActOnPress | kGadNoPressLook, nullptr,
+      "Time-line\xA7\n\nThe images of the current\nlayer. Click to go to one,\nshift-click or "
+      "drag to\nselect a range, ctrl-drag\nto move an image."));
 
   const Layer* cur = CurrentLayer();
   const int before = cur ? cur->lightBefore : 0, after = cur ? cur->lightAfter : 0;
   std::snprintf(g_before, sizeof g_before, "%d", before);
   std::snprintf(g_after, sizeof g_after, "+%d", after);
   Gadget light =
-      Row(4, lightY0, 60, lightY1, kLight, kGadSwitchLabel | kGadNoPressLook, "Light",
-          "Light table\xA7\n\nShows the images before\nand after the current one,\nfainter "
-          "with distance.");
+      GadgetRow(4, lightY0, 60, lightY1, kLight, kGadSwitchLabel | kGadNoPressLook, "Light",
+                "Light table\xA7\n\nShows the images before\nand after the current one,\nfainter "
+                "with distance.");
   if (before || after) light.flags |= kGadSelected;
   add(light);
   int x = 64;
   auto counter = [&](int minus, int value, int plus, char* text, const char* what) {
-    add(Row(x, lightY0, x + 15, lightY1, minus, 0, "-", what));
-    add(Row(x + 17, lightY0, x + 44, lightY1, value, kGadInert | kGadColour, text));
+    add(GadgetRow(x, lightY0, x + 15, lightY1, minus, 0, "-", what));
+    add(GadgetRow(x + 17, lightY0, x + 44, lightY1, value, kGadInert | kGadColour, text));
     g_table[n - 1].colour = kWhite;
-    add(Row(x + 46, lightY0, x + 61, lightY1, plus, 0, "+", what));
+    add(GadgetRow(x + 46, lightY0, x + 61, lightY1, plus, 0, "+", what));
     x += 66;
   };
   counter(kBeforeMinus, kBeforeValue, kBeforePlus, g_before,
           "Images before\xA7\n\nHow many earlier images\nthe light table shows.");
   counter(kAfterMinus, kAfterValue, kAfterPlus, g_after,
           "Images after\xA7\n\nHow many later images\nthe light table shows.");
-  Gadget side = Row(x, lightY0, std::min(x + 70, W - 24), lightY1, kSide, kGadPair3,
-                    Timeline.lightSide ? "In front" : "Behind",
-                    "Light table side\xA7\n\nThe light images lie behind\nthe current one or "
-                    "in\nfront of it.");
+  Gadget side = GadgetRow(x, lightY0, std::min(x + 70, W - 24), lightY1, kSide, kGadPair3,
+                          Timeline.lightSide ? "In front" : "Behind",
+                          "Light table side\xA7\n\nThe light images lie behind\nthe current one or "
+                          "in\nfront of it.");
   side.action = "LayerTogglePelureMode";
   add(side);
-  add(Row(W - 19, H - 19, W - 3, H - 3, kGadResize, kGadActOnPress));
+  add(GadgetRow(W - 19, H - 19, W - 3, H - 3, kGadResize, kGadActOnPress));
   g_table[n] = Gadget{};
 }
 

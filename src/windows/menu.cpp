@@ -789,14 +789,8 @@ void BarHandler(Window* w, Gadget* g, int code) {
 }
 
 Gadget TitleGadget(int index, int left, int top, int right, int bottom) {
-  Gadget g;
-  g.left = static_cast<int16_t>(left), g.top = static_cast<int16_t>(top);
-  g.right = static_cast<int16_t>(right), g.bottom = static_cast<int16_t>(bottom);
-  g.id = index + 1;
-  g.flags = kGadActOnPress | kGadNoPressLook;
-  g.label = kTitles[index];
-  g.labelFlags = kLabelInside;
-  return g;
+  return GadgetRow(left, top, right, bottom, index + 1, kGadActOnPress | kGadNoPressLook,
+                   kTitles[index]);
 }
 
 // Lays the titles and the filler out; gives the Window's size.

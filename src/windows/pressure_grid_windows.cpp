@@ -27,15 +27,7 @@ namespace {
 
 Gadget Make(int l, int t, int r, int b, int id, uint32_t flags, const char* help = nullptr,
             const char* label = nullptr) {
-  Gadget g;
-  g.left = static_cast<int16_t>(l), g.top = static_cast<int16_t>(t);
-  g.right = static_cast<int16_t>(r), g.bottom = static_cast<int16_t>(b);
-  g.id = id;
-  g.flags = flags;
-  g.help = help;
-  g.label = label;
-  if (label) g.labelFlags = kLabelInside;
-  return g;
+  return GadgetRow(l, t, r, b, id, flags, label, help);
 }
 
 // A Window kept by its serial, with the position it had when it went.

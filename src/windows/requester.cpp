@@ -111,19 +111,8 @@ const char* Label(const char* label, const char* standard, bool emptyToo = true)
   return label && (*label || !emptyToo) ? label : standard;
 }
 
-Gadget Row(int left, int top, int right, int bottom, int id, uint32_t flags) {
-  Gadget g;
-  g.left = static_cast<int16_t>(left);
-  g.top = static_cast<int16_t>(top);
-  g.right = static_cast<int16_t>(right);
-  g.bottom = static_cast<int16_t>(bottom);
-  g.id = id;
-  g.flags = flags;
-  return g;
-}
-
 Gadget Button(int left, int top, int width, int bottom, int id, const char* label) {
-  Gadget g = Row(left, top, left + width, bottom, id, kButtonFlags);
+  Gadget g = GadgetRow(left, top, left + width, bottom, id, kButtonFlags);
   g.label = label;
   g.labelFlags = kLabelInside;
   return g;
@@ -146,7 +135,7 @@ struct Requester {
 };
 
 bool MakeWindow(Requester* r, int width, int height) {
-  r->rows.push_back(Row(0, 0, -1, -1, kGadFrame, kFrameFlags));
+  r->rows.push_back(GadgetRow(0, 0, -1, -1, kGadFrame, kFrameFlags));
   r->rows.push_back(Gadget{});
   r->window = CreateWindow(width, height, 0);
   if (!r->window) return false;
@@ -189,9 +178,9 @@ bool BuildQuestion(Requester* r, const char* text, const char* const* labels, co
         Button(inner + 24 - widths[last], top, widths[last], bottom, ids[last], labels[last]));
   }
   if (option) {
-    Gadget g =
-        Row(kTextX, kTextY + optionLine * kLineStep - 3, kTextX + LabelWidth(option) + 22,
-            kTextY + optionLine * kLineStep + 13, kOptionId, kGadSwitchLabel | kGadNoPressLook);
+    Gadget g = GadgetRow(kTextX, kTextY + optionLine * kLineStep - 3,
+                         kTextX + LabelWidth(option) + 22, kTextY + optionLine * kLineStep + 13,
+                         kOptionId, kGadSwitchLabel | kGadNoPressLook);
     g.label = option;
     r->rows.push_back(g);
   }
@@ -665,7 +654,7 @@ bool BuildPrompt(Prompt* p, const char* title, const char* initial, int capacity
   p->r.rows.push_back(Button(8, height - 28, ok, height - 8, kFirstId, " OK "));
   p->r.rows.push_back(
       Button(width - 9 - cancel, height - 28, cancel, height - 8, kSecondId, "Cancel"));
-  Gadget field = Row(8, 25, width - 9, 45, kFieldId, kGadTextField);
+  Gadget field = GadgetRow(8, 25, width - 9, 45, kFieldId, kGadTextField);
   field.extension = &p->field;
   field.linkA = &p->edit;
   p->r.rows.push_back(field);
@@ -725,9 +714,9 @@ void RequesterGaugeOpen(const char* title) {
   int stopWidth = LabelWidth(" Stop ") + 16;
   g_gaugeRows[kStopRow] =
       Button((width - stopWidth) / 2, height - 28, stopWidth, height - 8, 1, " Stop ");
-  g_gaugeRows[kBarRow] = Row(barLeft, barTop, barLeft + kGaugeBarWidth - 1, barBottom, 2,
-                             kGadInert | kGadBox | kGadSunk);
-  g_gaugeRows[2] = Row(0, 0, -1, -1, kGadFrame, kFrameFlags);
+  g_gaugeRows[kBarRow] = GadgetRow(barLeft, barTop, barLeft + kGaugeBarWidth - 1, barBottom, 2,
+                                   kGadInert | kGadBox | kGadSunk);
+  g_gaugeRows[2] = GadgetRow(0, 0, -1, -1, kGadFrame, kFrameFlags);
   g_gaugeRows[3] = Gadget{};
   Window* w = CreateWindow(width, height, 0);
   if (!w) return;  // the work goes on without its gauge

@@ -461,24 +461,15 @@ struct Shown {
   char undo[sizeof Undo.label] = "";
 } g_shown;
 
-Gadget Row(int l, int t, int r, int b, int id, uint32_t flags) {
-  Gadget g;
-  g.left = static_cast<int16_t>(l), g.top = static_cast<int16_t>(t);
-  g.right = static_cast<int16_t>(r), g.bottom = static_cast<int16_t>(b);
-  g.id = id;
-  g.flags = flags;
-  return g;
-}
-
 void BuildTable() {
   int n = 0;
-  g_table[n++] = Row(0, 0, -1, -1, kGadFrame, kGadInert | kGadBox);
-  g_table[n++] = Row(2, 2, 19, 19, kGadClose, 0);
-  g_table[n++] = Row(20, 2, kWidth - 22, 19, kGadTitle, 0);
-  g_table[n++] = Row(kWidth - 21, 2, kWidth - 3, 19, kGadDepth, 0);
+  g_table[n++] = GadgetRow(0, 0, -1, -1, kGadFrame, kGadInert | kGadBox);
+  g_table[n++] = GadgetRow(2, 2, 19, 19, kGadClose, 0);
+  g_table[n++] = GadgetRow(20, 2, kWidth - 22, 19, kGadTitle, 0);
+  g_table[n++] = GadgetRow(kWidth - 21, 2, kWidth - 3, 19, kGadDepth, 0);
   int y = 22, e = 0, heading = 1000;
   for (const Section& s : kSections) {
-    Gadget h = Row(kLeft, y, kWidth - 6, y + kHeadingHeight - 2, heading++, kGadInert);
+    Gadget h = GadgetRow(kLeft, y, kWidth - 6, y + kHeadingHeight - 2, heading++, kGadInert);
     h.label = s.title;
     h.labelFlags = kLabelInside;
     g_table[n++] = h;
@@ -491,7 +482,7 @@ void BuildTable() {
       if (en.kind == kShape || en.kind == kDrawingTool) flags |= kGadPair1;
       if (en.kind == kToggle) flags |= kGadPair2;
       if (en.right) flags |= kGadRightButton;
-      Gadget g = Row(x, top, x + kCell - 1, top + kCell - 1, en.id, flags);
+      Gadget g = GadgetRow(x, top, x + kCell - 1, top + kCell - 1, en.id, flags);
       g.image = PictureBlock(en.picture, en.kind == kAbsent);
       g.help = en.help;
       g.action = en.action;
@@ -501,7 +492,7 @@ void BuildTable() {
     y += (s.count + 3) / 4 * kPitch + 2;
   }
   y += 2;
-  Gadget undo = Row(kLeft, y, kWidth - 7, y + 21, kUndoId, kGadPair3);
+  Gadget undo = GadgetRow(kLeft, y, kWidth - 7, y + 21, kUndoId, kGadPair3);
   undo.label = g_undoText;
   undo.labelFlags = kLabelInside;
   undo.help =
@@ -510,9 +501,9 @@ void BuildTable() {
   undo.action = "Undo";
   g_table[n++] = undo;
   y += 26;
-  g_table[n++] = Row(kLeft, y, kWidth - 7, y, 999, kGadInert | kGadRuleH);
+  g_table[n++] = GadgetRow(kLeft, y, kWidth - 7, y, 999, kGadInert | kGadRuleH);
   y += 6;
-  Gadget quit = Row(kLeft, y, kWidth - 7, y + 19, kQuitId, 0);
+  Gadget quit = GadgetRow(kLeft, y, kWidth - 7, y + 19, kQuitId, 0);
   quit.label = "Quit";
   quit.labelFlags = kLabelInside;
   quit.help = "Quit\xA7\n\nEnds the program, after\nasking.";

@@ -278,13 +278,7 @@ void MakeRows(int t, std::vector<std::pair<int, int>>* pairs) {
 // ---- Drawing -----------------------------------------------------------------------------------
 
 Gadget Make(int l, int t, int r, int b, int id, uint32_t flags, const char* help = nullptr) {
-  Gadget g;
-  g.left = static_cast<int16_t>(l), g.top = static_cast<int16_t>(t);
-  g.right = static_cast<int16_t>(r), g.bottom = static_cast<int16_t>(b);
-  g.id = id;
-  g.flags = flags;
-  g.help = help;
-  return g;
+  return GadgetRow(l, t, r, b, id, flags, nullptr, help);
 }
 
 // A profile as columns, rim at the left: the envelope and the preset look alike.

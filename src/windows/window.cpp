@@ -314,6 +314,19 @@ void LayoutGadgets(Gadget* table, int width, int height) {
   }
 }
 
+Gadget GadgetRow(int left, int top, int right, int bottom, int id, uint32_t flags,
+                 const char* label, const char* help, int labelFlags) {
+  Gadget g;
+  g.left = static_cast<int16_t>(left), g.top = static_cast<int16_t>(top);
+  g.right = static_cast<int16_t>(right), g.bottom = static_cast<int16_t>(bottom);
+  g.id = id;
+  g.flags = flags;
+  g.label = label;
+  g.help = help;
+  g.labelFlags = label ? labelFlags : 0;
+  return g;
+}
+
 Gadget* FindGadget(int id, Gadget* table) {
   if (!table) return nullptr;
   for (Gadget* g = table; g->id != 0; ++g)

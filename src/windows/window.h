@@ -164,6 +164,10 @@ Window* WindowAt(int x, int y);
 // ---- Gadget tables ---------------------------------------------------------------------------
 // Resolves negative rights and bottoms against the Window; a laid-out table stays as it is.
 void LayoutGadgets(Gadget* table, int width, int height);
+// A row of a Gadget table; a label sits inside unless labelFlags say otherwise.
+Gadget GadgetRow(int left, int top, int right, int bottom, int id, uint32_t flags,
+                 const char* label = nullptr, const char* help = nullptr,
+                 int labelFlags = kLabelInside);
 Gadget* FindGadget(int id, Gadget* table);
 // left < x <= right and top < y <= bottom, inert rows skipped, first row wins.
 Gadget* GadgetAt(int x, int y, Gadget* table);
