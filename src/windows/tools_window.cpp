@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "paint/stroke.h"
@@ -84,88 +85,41 @@ enum Field : int {
   kFieldSmooth,
 };
 
+// Where each field lives in each tool's record, by field: null (or kNone) where it has none.
+using Pn = PenRecord;
+using Pt = PointeRecord;
+using Cb = CustomBrushRecord;
+constexpr int kNone = -1;
+struct Place {
+  int32_t Pn::*pen;
+  int32_t Pt::*pointe;
+  int dabWord;
+  int32_t Cb::*custom;
+};
+constexpr Place kPlaces[] = {
+    {&Pn::pressure, &Pt::pressure, kWordPressure, &Cb::pressure},
+    {&Pn::speed, &Pt::speed, kWordSpeed, &Cb::speed},
+    {&Pn::limit, &Pt::limit, kWordLimit, &Cb::limit},
+    {&Pn::size1, nullptr, kWordSize, nullptr},
+    {nullptr, &Pt::opacity, kWordPower, &Cb::opacity},
+    {nullptr, nullptr, kWordStep, &Cb::step},
+    {nullptr, nullptr, kWordAutoStep, &Cb::autoStep},
+    {nullptr, &Pt::inversion, kWordInversion, &Cb::inversion},
+    {&Pn::size2, nullptr, kNone, nullptr},
+    {nullptr, nullptr, kWordResponse, nullptr},
+    {nullptr, nullptr, kNone, nullptr},  // drying: a switch of its own
+    {nullptr, nullptr, kNone, &Cb::smooth},
+};
+static_assert(std::size(kPlaces) == kFieldSmooth + 1);
+
 int32_t* FieldOf(int field) {
+  if (field < 0 || field > kFieldSmooth) return nullptr;
+  const Place& at = kPlaces[field];
   const int t = Tools.current;
-  if (t == ToolPen) {
-    PenRecord& p = Tools.pen;
-    switch (field) {
-      case kFieldPressure:
-        return &p.pressure;
-      case kFieldSpeed:
-        return &p.speed;
-      case kFieldLimit:
-        return &p.limit;
-      case kFieldSize:
-        return &p.size1;
-      case kFieldSize2:
-        return &p.size2;
-      default:
-        return nullptr;
-    }
-  }
-  if (t == ToolPropellingPencil) {
-    PointeRecord& p = Tools.pointe;
-    switch (field) {
-      case kFieldPressure:
-        return &p.pressure;
-      case kFieldSpeed:
-        return &p.speed;
-      case kFieldLimit:
-        return &p.limit;
-      case kFieldPower:
-        return &p.opacity;
-      case kFieldInversion:
-        return &p.inversion;
-      default:
-        return nullptr;
-    }
-  }
-  if (IsDab(t)) {
-    int32_t* w = Tools.dab[t].word;
-    switch (field) {
-      case kFieldPressure:
-        return &w[kWordPressure];
-      case kFieldSpeed:
-        return &w[kWordSpeed];
-      case kFieldLimit:
-        return &w[kWordLimit];
-      case kFieldSize:
-        return &w[kWordSize];
-      case kFieldPower:
-        return &w[kWordPower];
-      case kFieldStep:
-        return &w[kWordStep];
-      case kFieldAutoStep:
-        return &w[kWordAutoStep];
-      case kFieldInversion:
-        return &w[kWordInversion];
-      case kFieldResponse:
-        return &w[kWordResponse];
-      default:
-        return nullptr;
-    }
-  }
-  CustomBrushRecord& c = Tools.custom;
-  switch (field) {
-    case kFieldPressure:
-      return &c.pressure;
-    case kFieldSpeed:
-      return &c.speed;
-    case kFieldLimit:
-      return &c.limit;
-    case kFieldPower:
-      return &c.opacity;
-    case kFieldStep:
-      return &c.step;
-    case kFieldAutoStep:
-      return &c.autoStep;
-    case kFieldInversion:
-      return &c.inversion;
-    case kFieldSmooth:
-      return &c.smooth;
-    default:
-      return nullptr;
-  }
+  if (t == ToolPen) return at.pen ? &(Tools.pen.*at.pen) : nullptr;
+  if (t == ToolPropellingPencil) return at.pointe ? &(Tools.pointe.*at.pointe) : nullptr;
+  if (IsDab(t)) return at.dabWord == kNone ? nullptr : &Tools.dab[t].word[at.dabWord];
+  return at.custom ? &(Tools.custom.*at.custom) : nullptr;
 }
 
 int Get(int field) {

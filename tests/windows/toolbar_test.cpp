@@ -244,6 +244,21 @@ TEST_F(Toolbar, ToolsWindowSetsSizeAndOpacityInTheRecord) {
   EXPECT_EQ(w[kWordPower], 128);
   EXPECT_EQ(w[kWordAutoStep], 1);
 
+  // The Pen's rows move the Pen's own fields.
+  Press(tools, 100);
+  ASSERT_EQ(Tools.current, ToolPen);
+  tools = ToolsWindow();
+  const PenRecord pen = Tools.pen;
+  Press(tools, 0, "left", "Speed");
+  Press(tools, Find(tools, 0, "Limit")->id + 2);
+  Press(tools, Find(tools, 0, "Maximum size")->id + 2);
+  EXPECT_EQ(Tools.pen.speed, !pen.speed);
+  EXPECT_EQ(Tools.pen.limit, pen.limit + 1);
+  EXPECT_EQ(Tools.pen.size2, pen.size2 + 1);
+  EXPECT_EQ(Tools.pen.size1, pen.size1);
+  Press(tools, 103);
+  tools = ToolsWindow();
+
   // A size changed by a key shows in the window at the next idle call.
   IncreaseToolsSize();
   Drive("wait 40\n");
